@@ -1,0 +1,16 @@
+#pragma once
+// Umbrella header: every public header of the library.
+
+#include <RZCore/RZCoreExport.h>
+#include <RZCore/RZDeploymentValues.h>
+#include <RZCore/platform/RZPlatform.h>
+
+// application frame
+#include <RZCore/RZAppInfo.h>
+#include <RZCore/RZApplication.h>
+#include <RZCore/RZObject.h>
+#include <RZCore/RZSingleton.h>
+
+// logging
+#include <RZCore/log/RZBaseLog.h>
+#include <RZCore/log/RZLogSinks.h>

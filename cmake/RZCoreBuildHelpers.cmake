@@ -1,0 +1,52 @@
+# Build conventions shared by every target of the project.
+
+# ccache, when present. Sloppiness lets precompiled headers hit the cache.
+find_program(RZCORE_CCACHE ccache)
+if(RZCORE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(_rz_launcher ${CMAKE_COMMAND} -E env
+      "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime"
+      ${RZCORE_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${_rz_launcher})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${_rz_launcher})
+endif()
+
+# The everyday build keeps its assertions: RelWithDebInfo without NDEBUG.
+foreach(_lang C CXX)
+  string(REPLACE "-DNDEBUG" "" CMAKE_${_lang}_FLAGS_RELWITHDEBINFO "${CMAKE_${_lang}_FLAGS_RELWITHDEBINFO}")
+endforeach()
+
+if(RZCORE_SANITIZE STREQUAL "address")
+  set(_rz_san -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+elseif(RZCORE_SANITIZE STREQUAL "thread")
+  set(_rz_san -fsanitize=thread -fno-omit-frame-pointer)
+elseif(NOT RZCORE_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "RZCORE_SANITIZE must be address, thread or empty")
+endif()
+if(_rz_san)
+  add_compile_options(${_rz_san})
+  add_link_options(${_rz_san})
+  # Sanitized builds check behaviour, not speed of compilation; PCH and sanitizers fight over flags.
+  set(RZCORE_USE_PCH OFF)
+endif()
+
+# Warnings and Qt hygiene for our own targets.
+function(rzcore_target_defaults target)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  elseif(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /utf-8)
+  endif()
+  target_compile_definitions(${target} PRIVATE QT_NO_FOREACH QT_USE_QSTRINGBUILDER QT_NO_CAST_FROM_BYTEARRAY)
+endfunction()
+
+# Precompiled Qt headers for targets that include them heavily.
+function(rzcore_target_pch target)
+  if(RZCORE_USE_PCH)
+    target_precompile_headers(${target} PRIVATE
+      <QtCore/QObject> <QtCore/QString> <QtCore/QStringList> <QtCore/QList> <QtCore/QMap>
+      <QtCore/QHash> <QtCore/QSet> <QtCore/QVariant> <QtCore/QDebug> <QtCore/QPointer>
+      <QtCore/QMutex> <QtCore/QThread> <QtCore/QTimer> <QtCore/QCoreApplication>
+      <QtCore/QDir> <QtCore/QFile> <QtCore/QFileInfo>
+      <string> <vector> <memory> <functional> <mutex> <atomic>)
+  endif()
+endfunction()

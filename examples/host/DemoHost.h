@@ -1,0 +1,31 @@
+#pragma once
+// rzcore-demo: a real host of the library. Each family of the library shows itself in one section,
+// a function declared here and defined in its own Demo<Family>.cpp.
+
+#include <RZCore/RZApplication.h>
+
+#include <QString>
+#include <QTemporaryDir>
+
+class DemoApplication : public RZApplication
+{
+    Q_OBJECT
+
+public:
+    DemoApplication(int& argc, char** argv);
+    // The protected start and quit lists of the application object, run by the host.
+    void start() { init(); }
+    void stop() { unInit(); }
+};
+
+struct DemoContext
+{
+    DemoApplication* app = nullptr;
+    QTemporaryDir runDir; // per-run files of the demo
+};
+
+// Prints a section heading / a line of the demo's own narration to standard output.
+void demoSection(const char* title);
+void demoSay(const QString& text);
+
+void demoLogging(DemoContext& context);
