@@ -1,5 +1,6 @@
 #include <RZCore/log/RZBaseLog.h>
 
+#include <RZCore/log/RZLogFormat_p.h>
 #include <RZCore/log/RZLogSinks.h>
 #include <RZCore/platform/RZPlatform.h>
 
@@ -37,9 +38,15 @@ struct TimeTextCache
 void appendNumber(std::string& out, std::int64_t value)
 {
     char buffer[24];
-    const int n = std::snprintf(buffer, sizeof buffer, "%lld", static_cast<long long>(value));
-    if (n > 0)
-        out.append(buffer, static_cast<std::size_t>(n));
+    char* p = buffer + sizeof buffer;
+    std::uint64_t magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0)
+        *--p = '-';
+    out.append(p, static_cast<std::size_t>(buffer + sizeof buffer - p));
 }
 
 } // namespace
@@ -238,23 +245,14 @@ void RZBaseLogger::log_(const log_data& data, bool enabled)
 {
     if (!enabled)
         return;
-    sinks_log_(data);
-    if (should_flush_(data))
-        sinks_flush_();
-}
-
-void RZBaseLogger::sinks_log_(const log_data& data)
-{
+    // The line and its flush under one hold of the sink lock: the sinks see the same calls in the
+    // same order as with two holds, and no other line can come between them.
     std::lock_guard<std::mutex> lock(d->sinkLock);
     for (const auto& sink : d->sinks)
         sink->log(data);
-}
-
-void RZBaseLogger::sinks_flush_()
-{
-    std::lock_guard<std::mutex> lock(d->sinkLock);
-    for (const auto& sink : d->sinks)
-        sink->flush();
+    if (should_flush_(data))
+        for (const auto& sink : d->sinks)
+            sink->flush();
 }
 
 void RZBaseLogger::set_sinks_(std::vector<std::shared_ptr<RZSink>>&& sinks)
@@ -270,32 +268,14 @@ void RZBaseLogger::log_text_(const source_loc& loc, LogLevel level, const char* 
 
 void RZBaseLogger::log_format_(const source_loc& loc, LogLevel level, const char* format, ...)
 {
-    if (!format) {
-        log_message_(loc, level, {});
-        return;
+    detail::MessageBuffer message;
+    if (format) {
+        va_list args;
+        va_start(args, format);
+        detail::formatMessage(message, format, args); // a formatting error leaves the message empty
+        va_end(args);
     }
-    // The C rules in two passes, measure then write; the first pass writes into a stack buffer
-    // and is the only one for the usual short line.
-    char stackBuffer[512];
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(stackBuffer, sizeof stackBuffer, format, args);
-    va_end(args);
-    if (length < 0) {
-        va_end(again);
-        log_message_(loc, level, {});
-    } else if (static_cast<std::size_t>(length) < sizeof stackBuffer) {
-        va_end(again);
-        log_message_(loc, level, std::string_view(stackBuffer, static_cast<std::size_t>(length)));
-    } else {
-        std::string message(static_cast<std::size_t>(length) + 1, '\0');
-        std::vsnprintf(&message[0], message.size(), format, again);
-        va_end(again);
-        message.resize(static_cast<std::size_t>(length));
-        log_message_(loc, level, message);
-    }
+    log_message_(loc, level, message.view());
 }
 
 void RZBaseLogger::log_message_(const source_loc& loc, LogLevel level, std::string_view message)

@@ -172,8 +172,6 @@ private:
     bool should_log_(LogLevel level) const;
     bool should_flush_(const log_data& data) const;
     void log_(const log_data& data, bool enabled);
-    void sinks_log_(const log_data& data);
-    void sinks_flush_();
     void set_sinks_(std::vector<std::shared_ptr<RZSink>>&& sinks);
 
     void log_text_(const source_loc& loc, LogLevel level, const char* text);
