@@ -99,9 +99,9 @@ QString messagePrefix(QtMsgType type)
 
 void handleQtMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text)
 {
-    const QString line = QStringLiteral("%1%2: %3")
-                             .arg(messagePrefix(type), QTime::currentTime().toString(QStringLiteral("hh:mm:ss")),
-                                  text);
+    const QString line =
+        QStringLiteral("%1%2: %3")
+            .arg(messagePrefix(type), QTime::currentTime().toString(QStringLiteral("hh:mm:ss")), text);
     // A copy: a callback may add or remove callbacks.
     const QMap<void*, RZMessageHandler::Callback> callbacks = handlerCallbacks();
     for (auto it = callbacks.cbegin(); it != callbacks.cend(); ++it)

@@ -2,148 +2,95 @@
 
 #include <QtTest>
 
-#include <climits>
+#include <functional>
 
-class CommandMessage : public RZCommandMessage
+struct QueryCase
 {
-public:
-    using RZCommandMessage::insert;
-    using RZCommandMessage::RZCommandMessage;
+    std::function<void(RZQueryMessage&)> write;
+    bool flag;
+    int count;
+    QRect pos;
 };
+Q_DECLARE_METATYPE(QueryCase)
 
 class tst_Messages : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void copyKeepsAcceptedFlag()
+    void flagsAndPointers()
     {
-        RZMessage message(7);
-        QVERIFY(!message.isAccepted());
+        RZMessage message(5), assigned(1);
         message.accept();
         RZMessage copy(message);
-        RZMessage assigned(1);
         assigned = message;
-        QVERIFY(copy.isAccepted() && assigned.isAccepted());
-        QVERIFY(assigned.isType(7) && !assigned.isType(1));
-        copy.ignore();
-        QVERIFY(!copy.isAccepted() && message.isAccepted());
+        QVERIFY(copy.isAccepted() && assigned.isAccepted() && assigned.isType(5));
+        QVERIFY(message.inRange(5, 5) && message.inRange(4, 5) && !message.inRange(6, 5) &&
+                !message.inRange(6, 9));
+        RZDataMessage data(1);
+        int sent = 0;
+        data.setRetData(&sent);
+        QVERIFY(!data.isAccepted() && !data.hasData()); // retData doesn't count
+        data.setData(&sent);
+        QVERIFY(data.hasData());
     }
 
-    void inRange_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<int>("low");
-        QTest::addColumn<int>("high");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("single point") << 5 << 5 << 5 << true;
-        QTest::newRow("empty range, type at low") << 6 << 6 << 5 << false;
-        QTest::newRow("empty range, type at high") << 5 << 6 << 5 << false;
-        QTest::newRow("low bound included") << 10 << 10 << 20 << true;
-        QTest::newRow("high bound included") << 20 << 10 << 20 << true;
-        QTest::newRow("below") << 9 << 10 << 20 << false;
-        QTest::newRow("above") << 21 << 10 << 20 << false;
-        QTest::newRow("negative") << -3 << -5 << -1 << true;
-        QTest::newRow("whole int range") << INT_MIN << INT_MIN << INT_MAX << true;
-    }
-    void inRange()
-    {
-        QFETCH(int, type);
-        QFETCH(int, low);
-        QFETCH(int, high);
-        QFETCH(bool, expected);
-        RZMessage message(type);
-        QCOMPARE(message.inRange(low, high), expected);
-    }
-
-    // Every accessor of a query works on one value: the last setter wins and getters convert.
+    // All accessors of a query share one value: the last setter wins and every getter converts.
     void queryHoldsOneValue_data()
     {
-        QTest::addColumn<QStringList>("writes");
-        QTest::addColumn<bool>("flag");
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QRect>("pos");
-        QTest::newRow("nothing written") << QStringList() << false << 0 << QRect();
-        QTest::newRow("count reads as flag") << QStringList{"count:3"} << true << 3 << QRect();
-        QTest::newRow("zero count is false") << QStringList{"count:0"} << false << 0 << QRect();
-        QTest::newRow("rect is no count") << QStringList{"count:3", "pos"} << false << 0 << QRect(1, 2, 3, 4);
-        QTest::newRow("flag reads as count") << QStringList{"pos", "enabled:1"} << true << 1 << QRect();
-        QTest::newRow("playing replaces count") << QStringList{"count:9", "playing:0"} << false << 0 << QRect();
-        QTest::newRow("numeric text") << QStringList{"value:12"} << true << 12 << QRect();
-        QTest::newRow("text that isn't a number") << QStringList{"value:abc"} << true << 0 << QRect();
+        QTest::addColumn<QueryCase>("c");
+        const QRect r(1, 2, 3, 4);
+        QTest::newRow("nothing") << QueryCase{[](RZQueryMessage&) {}, false, 0, QRect()};
+        QTest::newRow("count reads as flag")
+            << QueryCase{[](RZQueryMessage& q) { q.setCount(3); }, true, 3, QRect()};
+        QTest::newRow("rect, no count")
+            << QueryCase{[=](RZQueryMessage& q) { q.setCount(3), q.setPos(r); }, false, 0, r};
+        QTest::newRow("flag replaces rect")
+            << QueryCase{[=](RZQueryMessage& q) { q.setPos(r), q.setPlaying(true); }, true, 1, QRect()};
+        QTest::newRow("not a number")
+            << QueryCase{[](RZQueryMessage& q) { q.setValue("abc"); }, true, 0, QRect()};
     }
     void queryHoldsOneValue()
     {
-        QFETCH(QStringList, writes);
-        QFETCH(bool, flag);
-        QFETCH(int, count);
-        QFETCH(QRect, pos);
+        QFETCH(QueryCase, c);
         RZQueryMessage query(1);
-        for (const QString& write : qAsConst(writes)) {
-            const QString arg = write.section(':', 1);
-            if (write.startsWith("count"))
-                query.setCount(arg.toInt());
-            else if (write == "pos")
-                query.setPos(QRect(1, 2, 3, 4));
-            else if (write.startsWith("enabled"))
-                query.setEnabled(arg == "1");
-            else if (write.startsWith("playing"))
-                query.setPlaying(arg == "1");
-            else
-                query.setValue(arg);
-        }
-        RZQueryMessage copy(query);
-        for (RZQueryMessage* q : {&query, &copy}) {
-            QCOMPARE(q->enabled(), flag);
-            QCOMPARE(q->inPlaying(), q->enabled());
-            QCOMPARE(q->isAudioTransition(), q->enabled());
-            QCOMPARE(q->count(), count);
-            QCOMPARE(q->getPos(), pos);
-        }
-        QCOMPARE(query.value().isValid(), !writes.isEmpty());
+        c.write(query);
+        const RZQueryMessage copy(query);
+        QCOMPARE(copy.enabled(), c.flag);
+        QCOMPARE(copy.isAudioTransition(), c.flag);
+        QCOMPARE(copy.count(), c.count);
+        QCOMPARE(query.getPos(), c.pos);
     }
 
     void commandFallbacks_data()
     {
         QTest::addColumn<QString>("key");
-        QTest::addColumn<int>("asInteger");
-        QTest::addColumn<bool>("asBool");
-        QTest::addColumn<QString>("asString");
-        QTest::newRow("missing key takes fallbacks") << "none" << 42 << true << "fallback";
-        QTest::newRow("number") << "n" << 7 << true << "7";
-        QTest::newRow("text is 0, not the fallback") << "s" << 0 << true << "abc";
-        QTest::newRow("zero text") << "z" << 0 << false << "0";
-        QTest::newRow("bool") << "b" << 1 << true << "true";
+        QTest::addColumn<QString>("expected"); // asInteger, asBool, asString with fallbacks 42, true, "fb"
+        QTest::newRow("missing key: fallbacks") << "none"
+                                                << "42 1 fb";
+        QTest::newRow("number") << "n"
+                                << "7 1 7";
+        QTest::newRow("text: 0, not the fallback") << "s"
+                                                   << "0 1 abc";
+        QTest::newRow("zero text") << "z"
+                                   << "0 0 0";
     }
     void commandFallbacks()
     {
         QFETCH(QString, key);
-        QFETCH(int, asInteger);
-        QFETCH(bool, asBool);
-        QFETCH(QString, asString);
-        CommandMessage command(3, RZCommandMessage::ModuleType(11), {{"n", 7}, {"s", "abc"}, {"z", "0"}});
-        command.insert("b", true);
-        QCOMPARE(command.asInteger(key, 42), asInteger);
-        QCOMPARE(command.asBool(key, true), asBool);
-        QCOMPARE(command.asString(key, "fallback"), asString);
-        QCOMPARE(int(command.moduleType()), 11);
-        QMap<QString, QVariant> copy = command.getParams();
-        copy.insert(key, "copy");
-        QCOMPARE(command.asString(key, "fallback"), asString);
-        command.params()->insert(key, "live");
-        QCOMPARE(command.asString(key, "fallback"), QString("live"));
-    }
-
-    void hasDataFollowsDataOnly()
-    {
-        RZDataMessage message(1);
-        int sent = 0, returned = 0;
-        message.setRetData(&returned);
-        QVERIFY(!message.hasData());
-        message.setData(&sent);
-        QVERIFY(message.hasData() && message.data() == &sent && message.retData() == &returned);
-        message.setData(nullptr);
-        QVERIFY(!message.hasData());
+        QFETCH(QString, expected);
+        RZCommandMessage command(3, RZCommandMessage::ModuleType(11), {{"n", 7}, {"s", "abc"}, {"z", "0"}});
+        const auto read = [&] {
+            return QStringLiteral("%1 %2 %3")
+                .arg(command.asInteger(key, 42))
+                .arg(int(command.asBool(key, true)))
+                .arg(command.asString(key, "fb"));
+        };
+        QCOMPARE(read(), expected);
+        command.getParams().insert(key, "copy");
+        QCOMPARE(read(), expected);
+        command.params()->insert(key, "9");
+        QCOMPARE(read(), QString("9 1 9"));
     }
 };
 
