@@ -14,3 +14,11 @@
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+
+// messages, scenes and views, presenters, drag service, object seeker
+#include <RZCore/ui/RZDragService.h>
+#include <RZCore/ui/RZMessage.h>
+#include <RZCore/ui/RZMessageService.h>
+#include <RZCore/ui/RZObjSeeker.h>
+#include <RZCore/ui/RZPresenter.h>
+#include <RZCore/ui/RZUIScene.h>
