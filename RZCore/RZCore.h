@@ -14,3 +14,8 @@
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+
+// state machine
+#include <RZCore/hsm/HSMEvent.h>
+#include <RZCore/hsm/HSMState.h>
+#include <RZCore/hsm/HSMTransition.h>
