@@ -19,8 +19,8 @@ struct State;
 // What a callback sees of one change.
 struct Option
 {
-    std::shared_ptr<State> from; // the state left, or the state that holds the transition
-    std::shared_ptr<State> to;   // the target; null while the guardian runs
+    std::shared_ptr<State> from;  // the state left, or the state that holds the transition
+    std::shared_ptr<State> to;    // the target; null while the guardian runs
     std::shared_ptr<Event> event; // null during a container's initial transition
 };
 
@@ -31,7 +31,8 @@ using ActionFunction = std::function<void(const Option&)>;
 // A veto: true BLOCKS the transition, false lets it through.
 using GuardianFunction = std::function<bool(const Option&)>;
 
-enum EventFlag : std::uint32_t {
+enum EventFlag : std::uint32_t
+{
     // A state whose sub-machine took the event still consults its own transitions.
     EventPropagate = 1u << 0,
     // The event waits in the machine's deferred list until a state takes it.
@@ -76,6 +77,7 @@ struct RZCORE_EXPORT Event
 // The key is a char array of its own, so two kinds whose names read alike (a::Play, b::Play) still
 // have different keys. A kind shared by several shared libraries is declared once, in one header,
 // with that header's export macro on the struct, so that every library sees the same key.
+// clang-format off
 #define HSM_EVENT_KEY(Name)                                                                              \
 public:                                                                                                  \
     using ::HSM::Event::Event;                                                                           \
@@ -89,3 +91,4 @@ public:                                                                         
     {                                                                                                    \
         HSM_EVENT_KEY(Name);                                                                             \
     }
+// clang-format on

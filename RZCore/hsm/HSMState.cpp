@@ -143,7 +143,8 @@ void State::exit()
         onExit();
 }
 
-std::shared_ptr<State> State::processEvent(std::shared_ptr<Event> event, std::list<std::shared_ptr<Event>>& deferred,
+std::shared_ptr<State> State::processEvent(std::shared_ptr<Event> event,
+                                           std::list<std::shared_ptr<Event>>& deferred,
                                            std::shared_ptr<State> self)
 {
     if (!event)
@@ -205,7 +206,7 @@ void StateMachine::sendEvent(std::shared_ptr<Event> event)
         return;
     eventQueue.push_back(std::move(event));
     if (processing)
-        return; // run to completion: the running drain picks it up
+        return;        // run to completion: the running drain picks it up
     processing = true; // deliberately not reset if a callback throws
     while (!eventQueue.empty()) {
         const EventPtr current = std::move(eventQueue.front());

@@ -52,7 +52,8 @@ struct RZCORE_EXPORT State
 
     // Offers the event to the sub-machines, then (if none took it, or it propagates) to this state's
     // own table. `self` is the shared pointer to this state. Null: not taken at this level.
-    std::shared_ptr<State> processEvent(std::shared_ptr<Event> event, std::list<std::shared_ptr<Event>>& deferred,
+    std::shared_ptr<State> processEvent(std::shared_ptr<Event> event,
+                                        std::list<std::shared_ptr<Event>>& deferred,
                                         std::shared_ptr<State> self);
     // The first sub-machine that takes the event wins; later ones do not see it.
     std::shared_ptr<State> dispatchEvent(std::shared_ptr<Event> event,
@@ -60,7 +61,7 @@ struct RZCORE_EXPORT State
 
     ActionFunction onEnter;
     std::function<void()> onExit;
-    std::list<std::shared_ptr<StateContainer>> machines; // only ever appended to
+    std::list<std::shared_ptr<StateContainer>> machines;            // only ever appended to
     std::map<const char*, std::shared_ptr<Transition>> transitions; // keyed by address
     QVariant data;
 };
@@ -76,7 +77,8 @@ struct RZCORE_EXPORT StateContainer
     void destory();
     // Offers the event to the current state; on a change, switches state and retries the front of the
     // deferred list. Null when the event was not taken here.
-    std::shared_ptr<State> processEvent(std::shared_ptr<Event> event, std::list<std::shared_ptr<Event>>& deferred);
+    std::shared_ptr<State> processEvent(std::shared_ptr<Event> event,
+                                        std::list<std::shared_ptr<Event>>& deferred);
     // Exit the old state (if any) and enter the new one; nothing at all for the same pointer.
     void setCurrentState(std::shared_ptr<State> state, std::shared_ptr<Event> event);
 
