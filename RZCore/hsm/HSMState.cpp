@@ -31,8 +31,8 @@ StatePtr dispatchInState(State& state, const EventPtr& event, EventList& deferre
 StatePtr processInState(State& state, const EventPtr& event, EventList& deferred, const StatePtr& self)
 {
     if (!state.machines.empty()) {
-        // A sub-machine that took the event hides it from this level only; the caller's parent still
-        // sees "not taken".
+        // Taken below: this level reports "not taken" without looking at its own table (unless the
+        // event propagates), so nothing changes here and the level above sees the event again.
         const bool takenBelow = dispatchInState(state, event, deferred) != nullptr;
         if (takenBelow && !(event->flags & EventPropagate))
             return nullptr;

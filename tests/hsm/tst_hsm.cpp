@@ -78,14 +78,14 @@ QStringList words(const QString& text)
 class Tree
 {
 public:
-    explicit Tree(const QString& spec)
+    explicit Tree(const QString& text)
     {
         static const QRegularExpression transition(QStringLiteral("^(\\w+)-(\\w+)>([\\w#*=]+)(\\?[x1]?)?$"));
         static const QRegularExpression machine(QStringLiteral("^(\\w+)/(\\w+#?)$"));
         static const QRegularExpression hook(QStringLiteral("^([+-])(\\w+):(\\S+)$"));
         std::map<QString, QString> hooks[2];
         QString start;
-        for (const QString& token : words(spec)) {
+        for (const QString& token : words(text)) {
             QRegularExpressionMatch m;
             if ((m = transition.match(token)).hasMatch()) {
                 const StatePtr from = state(m.captured(1));
@@ -180,12 +180,12 @@ public:
         };
     }
 
-    EventPtr event(const QString& spec)
+    EventPtr event(const QString& text)
     {
         static const QRegularExpression re(QStringLiteral("^([A-Z][a-z]*?)([!up]*)(\\d*)(?:>(.*))?$"));
-        const QRegularExpressionMatch m = re.match(spec);
+        const QRegularExpressionMatch m = re.match(text);
         if (!m.hasMatch())
-            qFatal("bad event %s", qPrintable(spec));
+            qFatal("bad event %s", qPrintable(text));
         EventPtr e = kKinds.at(m.captured(1))();
         const QString flags = m.captured(2);
         e->flags = (flags.contains(QLatin1Char('!')) ? HSM::EventDefer : 0u) |
@@ -239,9 +239,9 @@ private:
         const auto it = hooks.find(name);
         if (it == hooks.end())
             return;
-        const QString spec = it->second;
+        const QString text = it->second;
         hooks.erase(it);
-        m_oMachine.sendEvent(event(spec));
+        m_oMachine.sendEvent(event(text));
     }
 
     std::map<QString, StatePtr> m_mapStates;
