@@ -22,3 +22,7 @@
 #include <RZCore/ui/RZObjSeeker.h>
 #include <RZCore/ui/RZPresenter.h>
 #include <RZCore/ui/RZUIScene.h>
+// state machine
+#include <RZCore/hsm/HSMEvent.h>
+#include <RZCore/hsm/HSMState.h>
+#include <RZCore/hsm/HSMTransition.h>

@@ -30,3 +30,4 @@ void demoSay(const QString& text);
 
 void demoLogging(DemoContext& context);
 void demoUi(DemoContext& context);
+void demoHsm(DemoContext& context);

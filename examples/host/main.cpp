@@ -35,6 +35,7 @@ int main(int argc, char** argv)
 
     demoLogging(context);
     demoUi(context);
+    demoHsm(context);
 
     demoSection("shutdown");
     app.stop();
