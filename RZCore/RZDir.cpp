@@ -23,11 +23,10 @@ QDir::Filters filter(int value)
 }
 
 static_assert(RZDir::kFilterSubDirs == (QDir::Dirs | QDir::NoDot | QDir::NoDotDot));
-static_assert(RZDir::kFilterClear
-              == (QDir::Dirs | QDir::Files | QDir::Readable | QDir::Writable | QDir::Hidden | QDir::NoDot
-                  | QDir::NoDotDot));
-static_assert(RZDir::kFilterRemoveTree
-              == (QDir::Files | QDir::NoSymLinks | QDir::Hidden | QDir::AllDirs | QDir::NoDot | QDir::NoDotDot));
+static_assert(RZDir::kFilterClear == (QDir::Dirs | QDir::Files | QDir::Readable | QDir::Writable |
+                                      QDir::Hidden | QDir::NoDot | QDir::NoDotDot));
+static_assert(RZDir::kFilterRemoveTree ==
+              (QDir::Files | QDir::NoSymLinks | QDir::Hidden | QDir::AllDirs | QDir::NoDot | QDir::NoDotDot));
 
 const QString kEffectPackRoot = QStringLiteral("EffectPackDir");
 const QString kEffectPackDir = QStringLiteral("Dir");
@@ -36,8 +35,8 @@ const QString kEffectPackPath = QStringLiteral("Path");
 RZDomDocument newEffectPackDocument(const QString& path)
 {
     RZDomDocument document;
-    document.appendChild(
-        document.createProcessingInstruction(QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
+    document.appendChild(document.createProcessingInstruction(
+        QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
     QDomElement root = document.createElement(kEffectPackRoot);
     document.appendChild(root);
     QDomElement dir = document.createElement(kEffectPackDir);
@@ -232,8 +231,8 @@ bool RZDir::CheckFilters(const QStringList& filters, const QString& suffix)
 {
     if (filters.isEmpty())
         return true;
-    return filters.contains(QStringLiteral("*.") + suffix, Qt::CaseInsensitive)
-           || filters.contains(suffix, Qt::CaseInsensitive);
+    return filters.contains(QStringLiteral("*.") + suffix, Qt::CaseInsensitive) ||
+           filters.contains(suffix, Qt::CaseInsensitive);
 }
 
 bool RZDir::IsPathReadable(const QString& path)
@@ -375,7 +374,8 @@ bool RZDir::removeFolderContent(const QString& path)
             const QString entryPath = entry.absoluteFilePath();
             // A link is removed as a link: following it would empty a folder outside this one.
             if (entry.isDir() && !entry.isSymLink()) {
-                const QFileInfoList children = QDir(entryPath).entryInfoList(filter(kFilterClear), QDir::Name);
+                const QFileInfoList children =
+                    QDir(entryPath).entryInfoList(filter(kFilterClear), QDir::Name);
                 if (children.isEmpty()) {
                     // rmdir(".") on the folder itself is refused by POSIX; the parent removes it.
                     entry.dir().rmdir(entry.fileName());

@@ -76,23 +76,53 @@ void TestDir::delimiters_data()
     QTest::addColumn<QString>("expected");
     const QString sep = QDir::separator();
 
-    QTest::newRow("slash: empty") << "slash" << "" << "";
-    QTest::newRow("slash: root only") << "slash" << "/" << QString("/" + sep);
-    QTest::newRow("slash: adds") << "slash" << "/a" << QString("/a" + sep);
-    QTest::newRow("slash: has /") << "slash" << "/a/" << "/a/";
+    QTest::newRow("slash: empty") << "slash"
+                                  << ""
+                                  << "";
+    QTest::newRow("slash: root only") << "slash"
+                                      << "/" << QString("/" + sep);
+    QTest::newRow("slash: adds") << "slash"
+                                 << "/a" << QString("/a" + sep);
+    QTest::newRow("slash: has /") << "slash"
+                                  << "/a/"
+                                  << "/a/";
     QTest::newRow("slash: has native") << "slash" << QString("/a" + sep) << QString("/a" + sep);
-    QTest::newRow("remove: one") << "removePathDelimiter" << "/a//" << "/a/";
-    QTest::newRow("remove: root kept") << "removePathDelimiter" << "/" << "/";
-    QTest::newRow("remove: none") << "removePathDelimiter" << "/a" << "/a";
-    QTest::newRow("removeSlash") << "removeSlash" << " a/b\\c " << "abc";
-    QTest::newRow("pos: last") << "pathDelimiterPos" << "a/b/c" << "3";
-    QTest::newRow("pos: none") << "pathDelimiterPos" << "abc" << "-1";
-    QTest::newRow("drive") << "hasDrive" << "C:/video" << "1";
-    QTest::newRow("drive, lower case") << "hasDrive" << "d:/video" << "1";
-    QTest::newRow("drive, digit") << "hasDrive" << "1:/video" << "0";
-    QTest::newRow("drive, relative") << "hasDrive" << "C:video" << "0";
-    QTest::newRow("drive, not first") << "hasDrive" << "/C:/video" << "0";
-    QTest::newRow("drive, empty") << "hasDrive" << "" << "0";
+    QTest::newRow("remove: one") << "removePathDelimiter"
+                                 << "/a//"
+                                 << "/a/";
+    QTest::newRow("remove: root kept") << "removePathDelimiter"
+                                       << "/"
+                                       << "/";
+    QTest::newRow("remove: none") << "removePathDelimiter"
+                                  << "/a"
+                                  << "/a";
+    QTest::newRow("removeSlash") << "removeSlash"
+                                 << " a/b\\c "
+                                 << "abc";
+    QTest::newRow("pos: last") << "pathDelimiterPos"
+                               << "a/b/c"
+                               << "3";
+    QTest::newRow("pos: none") << "pathDelimiterPos"
+                               << "abc"
+                               << "-1";
+    QTest::newRow("drive") << "hasDrive"
+                           << "C:/video"
+                           << "1";
+    QTest::newRow("drive, lower case") << "hasDrive"
+                                       << "d:/video"
+                                       << "1";
+    QTest::newRow("drive, digit") << "hasDrive"
+                                  << "1:/video"
+                                  << "0";
+    QTest::newRow("drive, relative") << "hasDrive"
+                                     << "C:video"
+                                     << "0";
+    QTest::newRow("drive, not first") << "hasDrive"
+                                      << "/C:/video"
+                                      << "0";
+    QTest::newRow("drive, empty") << "hasDrive"
+                                  << ""
+                                  << "0";
 }
 
 void TestDir::delimiters()
@@ -142,8 +172,11 @@ void TestDir::checkDirIsEmpty()
 void TestDir::countsAndSizes()
 {
     QTemporaryDir dir;
-    make(dir.path(), {{"a/1.bin", "123"}, {"a/sub/2.bin", "12345"}, {"a/sub/deeper/3.bin", "1234567"},
-                      {"empty/x/y/", {}}, {"deep/only/here/f", "1"}});
+    make(dir.path(), {{"a/1.bin", "123"},
+                      {"a/sub/2.bin", "12345"},
+                      {"a/sub/deeper/3.bin", "1234567"},
+                      {"empty/x/y/", {}},
+                      {"deep/only/here/f", "1"}});
     QCOMPARE(RZDir::getFileNumber(dir.filePath("a")), 3);
     QCOMPARE(RZDir::getFolderSize(dir.filePath("a")), qint64(15));
     QCOMPARE(RZDir::getDirFileTotalSize(dir.filePath("a")), qint64(15));
@@ -190,7 +223,8 @@ void TestDir::filesBySuffix_data()
 
     QTest::newRow("pattern, any case") << "" << QStringList{"*.MP4"} << QStringList{"a.mp4", "sub/b.MP4"};
     QTest::newRow("bare suffix") << "" << QStringList{"mov"} << QStringList{"sub/c.mov"};
-    QTest::newRow("no filters") << "" << QStringList{} << QStringList{"a.mp4", "n.txt", "sub/b.MP4", "sub/c.mov"};
+    QTest::newRow("no filters") << "" << QStringList{}
+                                << QStringList{"a.mp4", "n.txt", "sub/b.MP4", "sub/c.mov"};
     QTest::newRow("partial suffix") << "" << QStringList{"mp"} << QStringList{};
     QTest::newRow("single file") << "a.mp4" << QStringList{"*.mp4"} << QStringList{"a.mp4"};
     QTest::newRow("single file, refused") << "a.mp4" << QStringList{"*.mov"} << QStringList{};
@@ -236,9 +270,10 @@ void TestDir::directoryMD5_data()
     QTest::newRow("identical") << base << base << true;
     QTest::newRow("other order") << Tree{{"b.txt", "beta"}, {"a.txt", "alpha"}} << base << true;
     QTest::newRow("renamed file") << Tree{{"zz.bin", "alpha"}, {"b.txt", "beta"}} << base << true;
-    QTest::newRow("sub-folders ignored") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"s/c", "x"}} << base
-                                         << true;
-    QTest::newRow("extra empty file") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"e", ""}} << base << false;
+    QTest::newRow("sub-folders ignored")
+        << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"s/c", "x"}} << base << true;
+    QTest::newRow("extra empty file")
+        << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"e", ""}} << base << false;
     QTest::newRow("changed byte") << Tree{{"a.txt", "alphA"}, {"b.txt", "beta"}} << base << false;
 }
 
@@ -254,9 +289,11 @@ void TestDir::directoryMD5()
     // The digest is the MD5 of the files' sorted MD5 texts, as other tools may compute it.
     QStringList digests;
     for (auto it = second.cbegin(); it != second.cend(); ++it)
-        digests.append(QString::fromLatin1(QCryptographicHash::hash(it.value(), QCryptographicHash::Md5).toHex()));
+        digests.append(
+            QString::fromLatin1(QCryptographicHash::hash(it.value(), QCryptographicHash::Md5).toHex()));
     digests.sort();
-    const QByteArray expected = QCryptographicHash::hash(digests.join("").toUtf8(), QCryptographicHash::Md5).toHex();
+    const QByteArray expected =
+        QCryptographicHash::hash(digests.join("").toUtf8(), QCryptographicHash::Md5).toHex();
     QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("two")).toLatin1(), expected);
 }
 
@@ -271,18 +308,25 @@ void TestDir::copyRoutines_data()
     QTest::addColumn<bool>("result");
     QTest::addColumn<Tree>("expected"); // the target afterwards
 
-    const Tree full{{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}};
+    const Tree full{
+        {"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}};
     const Tree stopped{{"a.txt", "new a"}, {"m.txt", "old m"}};
     const Tree stoppedInSub{{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "old b"}};
 
-    QTest::newRow("all: replaces") << "all" << false << "dst" << "m.txt" << true << full;
-    QTest::newRow("directory: overwrite") << "directory" << true << "dst" << "m.txt" << true << full;
-    QTest::newRow("directory: conflict fails") << "directory" << false << "dst" << "m.txt" << false << stopped;
-    QTest::newRow("directory: conflict in sub-folder")
-        << "directory" << false << "dst" << "sub/b.txt" << false << stoppedInSub;
-    QTest::newRow("directory: fresh target") << "directory" << false << "fresh" << "m.txt" << true << full;
-    QTest::newRow("directory: makes all levels") << "directory" << false << "x/y/z" << "m.txt" << true << full;
-    QTest::newRow("all: makes one level only") << "all" << false << "x/y/z" << "m.txt" << false << Tree{};
+    QTest::newRow("all: replaces") << "all" << false << "dst"
+                                   << "m.txt" << true << full;
+    QTest::newRow("directory: overwrite") << "directory" << true << "dst"
+                                          << "m.txt" << true << full;
+    QTest::newRow("directory: conflict fails") << "directory" << false << "dst"
+                                               << "m.txt" << false << stopped;
+    QTest::newRow("directory: conflict in sub-folder") << "directory" << false << "dst"
+                                                       << "sub/b.txt" << false << stoppedInSub;
+    QTest::newRow("directory: fresh target") << "directory" << false << "fresh"
+                                             << "m.txt" << true << full;
+    QTest::newRow("directory: makes all levels") << "directory" << false << "x/y/z"
+                                                 << "m.txt" << true << full;
+    QTest::newRow("all: makes one level only") << "all" << false << "x/y/z"
+                                               << "m.txt" << false << Tree{};
 }
 
 void TestDir::copyRoutines()
@@ -294,7 +338,8 @@ void TestDir::copyRoutines()
     QFETCH(bool, result);
     QFETCH(Tree, expected);
     QTemporaryDir dir;
-    make(dir.filePath("src"), {{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}});
+    make(dir.filePath("src"),
+         {{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}});
     make(dir.filePath("dst"), {{conflict, "old " + QFileInfo(conflict).fileName().left(1).toUtf8()}});
     const QString to = dir.filePath(target);
     const bool copied = routine == "all" ? RZDir::copyAllDirFiles(dir.filePath("src"), to)
@@ -315,9 +360,9 @@ void TestDir::removeRecursively_data()
 
     QTest::newRow("whole") << true << QStringList{} << true << false << Tree{};
     QTest::newRow("keep top") << false << QStringList{} << true << true << Tree{};
-    QTest::newRow("filtered")
-        << false << QStringList{"*.txt"} << false << true
-        << Tree{{"b.log", {}}, {"sub/", {}}, {"sub/c.txt", {}}, {"sub/d.log", {}}, {"keep.txt/", {}}, {"keep.txt/f.log", {}}};
+    QTest::newRow("filtered") << false << QStringList{"*.txt"} << false << true
+                              << Tree{{"b.log", {}},     {"sub/", {}},      {"sub/c.txt", {}},
+                                      {"sub/d.log", {}}, {"keep.txt/", {}}, {"keep.txt/f.log", {}}};
 }
 
 void TestDir::removeRecursively()
@@ -330,8 +375,14 @@ void TestDir::removeRecursively()
     QTemporaryDir dir;
     const QString top = dir.filePath("top");
     // A matching folder is removed with its matching files; one that keeps other files fails.
-    make(top, {{"a.txt", {}}, {".hidden.txt", {}}, {"b.log", {}}, {"sub/c.txt", {}}, {"sub/d.log", {}},
-               {"gone.txt/e.txt", {}}, {"gone.txt/deeper.txt/", {}}, {"keep.txt/f.log", {}}});
+    make(top, {{"a.txt", {}},
+               {".hidden.txt", {}},
+               {"b.log", {}},
+               {"sub/c.txt", {}},
+               {"sub/d.log", {}},
+               {"gone.txt/e.txt", {}},
+               {"gone.txt/deeper.txt/", {}},
+               {"keep.txt/f.log", {}}});
     QCOMPARE(RZDir::removeRecursively(top, removeSelf, filters), result);
     QCOMPARE(QFileInfo::exists(top), topRemains);
     QCOMPARE(snapshot(top), remaining);
@@ -341,7 +392,8 @@ void TestDir::removeFolderContent()
 {
     QTemporaryDir dir;
     const QString top = dir.filePath("top");
-    make(top, {{"a.txt", "x"}, {".hidden", "x"}, {"s1/s2/s3/deep.bin", "x"}, {"s1/f", "x"}, {"empty/e/", {}}});
+    make(top,
+         {{"a.txt", "x"}, {".hidden", "x"}, {"s1/s2/s3/deep.bin", "x"}, {"s1/f", "x"}, {"empty/e/", {}}});
     QVERIFY(RZDir::removeFolderContent(top));
     QVERIFY(QFileInfo(top).isDir());
     QCOMPARE(snapshot(top), Tree{});
@@ -372,7 +424,8 @@ void TestDir::diskFreeSpace()
     QVERIFY(free != 2147483647);
     // Others write to the same disk meanwhile: compare loosely.
     const qint64 expected = QStorageInfo(m_oDir.path()).bytesFree() >> 20;
-    QVERIFY2(qAbs(qint64(free) - expected) < 256, qPrintable(QStringLiteral("%1 vs %2").arg(free).arg(expected)));
+    QVERIFY2(qAbs(qint64(free) - expected) < 256,
+             qPrintable(QStringLiteral("%1 vs %2").arg(free).arg(expected)));
 }
 
 void TestDir::effectPackFile()
@@ -396,7 +449,8 @@ void TestDir::effectPackFile()
     QCOMPARE(written.documentElement().elementsByTagName("Dir").size(), 2);
 
     // Duplicates written by someone else are read once; a damaged file starts afresh.
-    QVERIFY(writeFile(file, "<EffectPackDir><Dir Path=\"/p\"/><Dir Path=\"/p\"/><Dir Path=\"/q\"/></EffectPackDir>"));
+    QVERIFY(writeFile(
+        file, "<EffectPackDir><Dir Path=\"/p\"/><Dir Path=\"/p\"/><Dir Path=\"/q\"/></EffectPackDir>"));
     QCOMPARE(RZDir::getEffectPackPath(), QStringList({"/p", "/q"}));
     QVERIFY(writeFile(file, "<EffectPackDir><Dir Path="));
     QVERIFY(RZDir::getEffectPackPath().isEmpty());

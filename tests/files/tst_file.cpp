@@ -1,7 +1,7 @@
 #include "RZFileTestUtils.h"
 
-#include <RZCore/RZFile.h>
 #include <RZCore/RZDir.h>
+#include <RZCore/RZFile.h>
 #include <RZCore/RZUtility.h>
 #include <RZTestLogSink.h>
 
@@ -68,21 +68,25 @@ void TestFile::duplicationPath_data()
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("no copy yet") << QStringList{"clip.mp4"} << "clip.mp4" << "clip - Copy.mp4";
+    QTest::newRow("no copy yet") << QStringList{"clip.mp4"} << "clip.mp4"
+                                 << "clip - Copy.mp4";
     QTest::newRow("copy taken") << QStringList{"clip.mp4", "clip - Copy.mp4"} << "clip.mp4"
                                 << "clip - Copy (1).mp4";
     QTest::newRow("numbers replace") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4"} << "clip.mp4"
                                      << "clip - Copy (2).mp4";
-    QTest::newRow("third number")
-        << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4", "clip - Copy (2).mp4"} << "clip.mp4"
-        << "clip - Copy (3).mp4";
+    QTest::newRow("third number") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4",
+                                                 "clip - Copy (2).mp4"}
+                                  << "clip.mp4"
+                                  << "clip - Copy (3).mp4";
     QTest::newRow("gap is reused") << QStringList{"clip - Copy.mp4", "clip - Copy (2).mp4"} << "clip.mp4"
                                    << "clip - Copy (1).mp4";
     QTest::newRow("own bracket kept")
         << QStringList{"take (4) - Copy.mp4", "take (4) - Copy (1).mp4"} << "take (4).mp4"
         << "take (4) - Copy (2).mp4";
-    QTest::newRow("middle part dropped") << QStringList{} << "a.b.mp4" << "a - Copy.mp4";
-    QTest::newRow("no suffix") << QStringList{} << "notes" << "notes - Copy.";
+    QTest::newRow("middle part dropped") << QStringList{} << "a.b.mp4"
+                                         << "a - Copy.mp4";
+    QTest::newRow("no suffix") << QStringList{} << "notes"
+                               << "notes - Copy.";
 }
 
 void TestFile::duplicationPath()
@@ -93,7 +97,8 @@ void TestFile::duplicationPath()
     QTemporaryDir dir;
     for (const QString& name : existing)
         QVERIFY(writeFile(dir.filePath(name)));
-    QCOMPARE(RZFile::makeValidDuplicationFilePath(dir.filePath(source)), QString(dir.path() + '/' + expected));
+    QCOMPARE(RZFile::makeValidDuplicationFilePath(dir.filePath(source)),
+             QString(dir.path() + '/' + expected));
 }
 
 void TestFile::renamePath_data()
@@ -103,15 +108,24 @@ void TestFile::renamePath_data()
     QTest::addColumn<QString>("newBase");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("free") << QStringList{"clip.mp4"} << "clip.mp4" << "holiday" << "holiday.mp4";
-    QTest::newRow("taken") << QStringList{"clip.mp4", "holiday.mp4"} << "clip.mp4" << "holiday"
+    QTest::newRow("free") << QStringList{"clip.mp4"} << "clip.mp4"
+                          << "holiday"
+                          << "holiday.mp4";
+    QTest::newRow("taken") << QStringList{"clip.mp4", "holiday.mp4"} << "clip.mp4"
+                           << "holiday"
                            << "holiday (1).mp4";
     QTest::newRow("taken twice") << QStringList{"clip.mp4", "holiday.mp4", "holiday (1).mp4"} << "clip.mp4"
-                                 << "holiday" << "holiday (2).mp4";
-    QTest::newRow("own name") << QStringList{"clip.mp4"} << "clip.mp4" << "clip" << "clip.mp4";
-    QTest::newRow("own name by numbering") << QStringList{"x.mp4", "x (1).mp4"} << "x (1).mp4" << "x"
+                                 << "holiday"
+                                 << "holiday (2).mp4";
+    QTest::newRow("own name") << QStringList{"clip.mp4"} << "clip.mp4"
+                              << "clip"
+                              << "clip.mp4";
+    QTest::newRow("own name by numbering") << QStringList{"x.mp4", "x (1).mp4"} << "x (1).mp4"
+                                           << "x"
                                            << "x (1).mp4";
-    QTest::newRow("case differs") << QStringList{"clip.mp4"} << "clip.mp4" << "Clip" << "Clip.mp4";
+    QTest::newRow("case differs") << QStringList{"clip.mp4"} << "clip.mp4"
+                                  << "Clip"
+                                  << "Clip.mp4";
 }
 
 void TestFile::renamePath()
@@ -134,19 +148,58 @@ void TestFile::nameArithmetic_data()
     QTest::addColumn<QString>("extra");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("extract: folder") << "extractFilePath" << "/a/b/clip.mp4" << "" << "/a/b";
-    QTest::newRow("extract: bare name") << "extractFilePath" << "clip.mp4" << "" << "";
-    QTest::newRow("extract: at root") << "extractFilePath" << "/clip.mp4" << "" << "";
-    QTest::newRow("Extract: at root") << "ExtractFilePath" << "/clip.mp4" << "" << "";
-    QTest::newRow("Extract: folder") << "ExtractFilePath" << "/a/clip.mp4" << "" << "/a";
-    QTest::newRow("suffix: dot given") << "replaceSuffix" << "/a/clip.mp4" << ".mov" << "/a/clip.mov";
-    QTest::newRow("suffix: no dot") << "replaceSuffix" << "/a/clip.mp4" << "mov" << "/a/clipmov";
-    QTest::newRow("suffix: several dots") << "replaceSuffix" << "/a/x.y.mp4" << ".mov" << "/a/x.mov";
-    QTest::newRow("suffix: bare name") << "replaceSuffix" << "clip.mp4" << ".mov" << "clip.mov";
-    QTest::newRow("Repalce") << "RepalceSuffixName" << "/a/clip.mp4" << ".wav" << "/a/clip.wav";
-    QTest::newRow("append") << "appendFileNameSuffix" << "/a/x.y.mp4" << "_1" << "/a/x_1.mp4";
-    QTest::newRow("Append") << "AppendFileNameSuffix" << "/a/clip.mp4" << "_1" << "/a/clip_1.mp4";
-    QTest::newRow("make") << "makeFileName" << "/a/clip.mp4" << "_1" << "clip_1.mp4";
+    QTest::newRow("extract: folder") << "extractFilePath"
+                                     << "/a/b/clip.mp4"
+                                     << ""
+                                     << "/a/b";
+    QTest::newRow("extract: bare name") << "extractFilePath"
+                                        << "clip.mp4"
+                                        << ""
+                                        << "";
+    QTest::newRow("extract: at root") << "extractFilePath"
+                                      << "/clip.mp4"
+                                      << ""
+                                      << "";
+    QTest::newRow("Extract: at root") << "ExtractFilePath"
+                                      << "/clip.mp4"
+                                      << ""
+                                      << "";
+    QTest::newRow("Extract: folder") << "ExtractFilePath"
+                                     << "/a/clip.mp4"
+                                     << ""
+                                     << "/a";
+    QTest::newRow("suffix: dot given") << "replaceSuffix"
+                                       << "/a/clip.mp4"
+                                       << ".mov"
+                                       << "/a/clip.mov";
+    QTest::newRow("suffix: no dot") << "replaceSuffix"
+                                    << "/a/clip.mp4"
+                                    << "mov"
+                                    << "/a/clipmov";
+    QTest::newRow("suffix: several dots") << "replaceSuffix"
+                                          << "/a/x.y.mp4"
+                                          << ".mov"
+                                          << "/a/x.mov";
+    QTest::newRow("suffix: bare name") << "replaceSuffix"
+                                       << "clip.mp4"
+                                       << ".mov"
+                                       << "clip.mov";
+    QTest::newRow("Repalce") << "RepalceSuffixName"
+                             << "/a/clip.mp4"
+                             << ".wav"
+                             << "/a/clip.wav";
+    QTest::newRow("append") << "appendFileNameSuffix"
+                            << "/a/x.y.mp4"
+                            << "_1"
+                            << "/a/x_1.mp4";
+    QTest::newRow("Append") << "AppendFileNameSuffix"
+                            << "/a/clip.mp4"
+                            << "_1"
+                            << "/a/clip_1.mp4";
+    QTest::newRow("make") << "makeFileName"
+                          << "/a/clip.mp4"
+                          << "_1"
+                          << "clip_1.mp4";
 }
 
 void TestFile::nameArithmetic()
@@ -272,8 +325,8 @@ void TestFile::copyFiles_data()
 
     QTest::newRow("empty list") << QStringList{} << true << QStringList{};
     QTest::newRow("overwrites") << QStringList{"a.txt", "b.txt"} << true << QStringList{"a.txt", "b.txt"};
-    QTest::newRow("stops at failure") << QStringList{"a.txt", "missing.txt", "b.txt"} << false
-                                      << QStringList{"a.txt"};
+    QTest::newRow("stops at failure")
+        << QStringList{"a.txt", "missing.txt", "b.txt"} << false << QStringList{"a.txt"};
 }
 
 void TestFile::copyFiles()
@@ -291,7 +344,8 @@ void TestFile::copyFiles()
         paths.append(dir.filePath("src/" + name));
     QCOMPARE(FileOperation::CopyFiles(paths, dir.filePath("dst")), result);
     for (const QString& name : QStringList{"a.txt", "b.txt"}) {
-        const QByteArray expected = QByteArray(copied.contains(name) ? "new " : "old ") + name.left(1).toUtf8();
+        const QByteArray expected =
+            QByteArray(copied.contains(name) ? "new " : "old ") + name.left(1).toUtf8();
         QCOMPARE(readFile(dir.filePath("dst/" + name)), expected);
     }
 }
@@ -321,7 +375,8 @@ void TestFile::md5()
         data[i] = static_cast<char>((i * 7919) >> 3);
     const QString file = path(QStringLiteral("md5-%1").arg(size));
     QVERIFY(writeFile(file, data));
-    const QString expected = QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
+    const QString expected =
+        QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
     QCOMPARE(FileOperation::CalcFileMD5(file), expected);
     QCOMPARE(RZDir::calculateFileMD5(file), expected);
     QVERIFY(FileOperation::CalcFileMD5(path("no-such-file")).isEmpty());
@@ -337,13 +392,20 @@ void TestFile::textWriters_data()
     QTest::addColumn<bool>("result");
 
     // A folder exists but cannot be opened as a file; a file in a missing folder cannot be made.
-    QTest::newRow("WriteTextFile, folder") << "FileOperation::WriteTextFile" << "folder" << true;
-    QTest::newRow("WriteTextFile, missing folder") << "FileOperation::WriteTextFile" << "none/x.txt" << false;
-    QTest::newRow("WriteTextFile, file") << "FileOperation::WriteTextFile" << "f.txt" << true;
-    QTest::newRow("writeTextFile, folder") << "RZFile::writeTextFile" << "folder" << false;
-    QTest::newRow("writeTextFile, file") << "RZFile::writeTextFile" << "f.txt" << true;
-    QTest::newRow("RZDir, folder") << "RZDir::writeTextFile" << "folder" << true;
-    QTest::newRow("RZDir, missing folder") << "RZDir::writeTextFile" << "none/x.txt" << true;
+    QTest::newRow("WriteTextFile, folder") << "FileOperation::WriteTextFile"
+                                           << "folder" << true;
+    QTest::newRow("WriteTextFile, missing folder") << "FileOperation::WriteTextFile"
+                                                   << "none/x.txt" << false;
+    QTest::newRow("WriteTextFile, file") << "FileOperation::WriteTextFile"
+                                         << "f.txt" << true;
+    QTest::newRow("writeTextFile, folder") << "RZFile::writeTextFile"
+                                           << "folder" << false;
+    QTest::newRow("writeTextFile, file") << "RZFile::writeTextFile"
+                                         << "f.txt" << true;
+    QTest::newRow("RZDir, folder") << "RZDir::writeTextFile"
+                                   << "folder" << true;
+    QTest::newRow("RZDir, missing folder") << "RZDir::writeTextFile"
+                                           << "none/x.txt" << true;
 }
 
 void TestFile::textWriters()
@@ -386,7 +448,7 @@ void TestFile::textRoundTrip()
 void TestFile::removeStaleLocks()
 {
     QTemporaryDir dir;
-    const QStringList files = {"FConfig.ini", "FConfig.ini.lock", "Cinvera.rmlock", "FConfig.old.ini.lock",
+    const QStringList files = {"FConfig.ini",    "FConfig.ini.lock", "Cinvera.rmlock", "FConfig.old.ini.lock",
                                "Other.ini.lock", "fconfig.ini.lock", "FConfig.lock"};
     for (const QString& name : files)
         QVERIFY(writeFile(dir.filePath(name)));

@@ -64,7 +64,8 @@ bool makeZipWithPython(const QString& zip, const QList<Entry>& entries, bool cor
 {
     QJsonArray list;
     for (const Entry& e : entries)
-        list.append(QJsonObject{{"name", e.name}, {"data", e.data}, {"deflate", e.deflate}, {"link", e.link}});
+        list.append(
+            QJsonObject{{"name", e.name}, {"data", e.data}, {"deflate", e.deflate}, {"link", e.link}});
     const QJsonObject spec{{"zip", zip}, {"entries", list}, {"corrupt", corrupt}};
     return run(python(), {"-c", kMakeZip}, QString(), QJsonDocument(spec).toJson()) == 0;
 }
@@ -206,7 +207,8 @@ void TestZip::ourArchivePassesUnzip()
 
 void TestZip::compressCallbackAndSelf()
 {
-    makeTree(path("src"), {{"keep.txt", "k"}, {"drop.tmp", "d"}, {"skipped/inner.txt", "i"}, {"sub/also.tmp", "a"}});
+    makeTree(path("src"),
+             {{"keep.txt", "k"}, {"drop.tmp", "d"}, {"skipped/inner.txt", "i"}, {"sub/also.tmp", "a"}});
     // The archive is written into the folder it packs and must not contain itself.
     QVERIFY(RZQuaZip::CompressDirWithUTF8(path("src/self.zip"), path("src"), skipTmpFiles));
     QStringList names = RZQuaZip::GetFileList(path("src/self.zip"));
@@ -238,7 +240,8 @@ void TestZip::compressFileList()
 
 void TestZip::cleansTargetNames()
 {
-    QVERIFY(makeZipWithPython(path("odd.zip"), {{"what?.txt", "q"}, {"a*b|c<d>e\"f.txt", "s"}, {"time 10:30.txt", "c"}}));
+    QVERIFY(makeZipWithPython(path("odd.zip"),
+                              {{"what?.txt", "q"}, {"a*b|c<d>e\"f.txt", "s"}, {"time 10:30.txt", "c"}}));
     const QStringList targets = RZQuaZip::ExtractDir(path("odd.zip"), path("out"));
     QVERIFY(targets.contains(path("out/what_.txt")));
     QCOMPARE(snapshot(path("out")),
@@ -263,7 +266,9 @@ void TestZip::brokenArchives()
     QFETCH(QString, kind);
     const QString zip = path("broken.zip");
     const QString big = QString("0123456789abcdef").repeated(4096);
-    const QList<Entry> entries{{"first.txt", "first"}, {"dir/", ""}, {"dir/second.txt", big, true},
+    const QList<Entry> entries{{"first.txt", "first"},
+                               {"dir/", ""},
+                               {"dir/second.txt", big, true},
                                {"last.bin", big, kind == "deflated"}};
     if (kind == "stored" || kind == "deflated") {
         QVERIFY(makeZipWithPython(zip, entries, true));
@@ -298,7 +303,8 @@ void TestZip::refusesLeavingTarget()
 {
     QFETCH(Entry, evil);
     evil.name.replace("@temp@", m_pDir->path());
-    QVERIFY(makeZipWithPython(path("evil.zip"), {{"ok.txt", "fine"}, {"dir/", ""}, {"dir/ok2.txt", "fine"}, evil}));
+    QVERIFY(makeZipWithPython(path("evil.zip"),
+                              {{"ok.txt", "fine"}, {"dir/", ""}, {"dir/ok2.txt", "fine"}, evil}));
     const Tree before = snapshot(m_pDir->path());
     RZScopedTestLogger logger;
     QVERIFY(RZQuaZip::ExtractDir(path("evil.zip"), path("work/out")).isEmpty());
@@ -310,7 +316,8 @@ void TestZip::refusesLeavingTarget()
     QCOMPARE(after, before);
     int warnings = 0;
     for (const RZTestLogSink::Record& record : logger.sink->records()) {
-        if (record.level == RZBaseLog::LogLevel::warn && QString::fromStdString(record.message).contains(evil.name))
+        if (record.level == RZBaseLog::LogLevel::warn &&
+            QString::fromStdString(record.message).contains(evil.name))
             ++warnings;
     }
     QCOMPARE(warnings, 1);
@@ -333,16 +340,19 @@ void TestZip::refusesLinksOnDisk()
 
 void TestZip::linkInsideIsWrittenAsFile()
 {
-    QVERIFY(makeZipWithPython(path("link.zip"), {{"dir/", ""}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt", false, true}}));
+    QVERIFY(makeZipWithPython(
+        path("link.zip"), {{"dir/", ""}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt", false, true}}));
     QCOMPARE(RZQuaZip::ExtractDir(path("link.zip"), path("out")).size(), 3);
-    QCOMPARE(snapshot(path("out")), (Tree{{"dir/", {}}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt"}}));
+    QCOMPARE(snapshot(path("out")),
+             (Tree{{"dir/", {}}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt"}}));
 }
 
 // ---- progress and cancel --------------------------------------------------------------------------
 
 void TestZip::progressAndCancel()
 {
-    makeTree(path("src"), {{"a.bin", QByteArray(10000, 'a')}, {"b/c.bin", QByteArray(30000, 'c')}, {"e", {}}});
+    makeTree(path("src"),
+             {{"a.bin", QByteArray(10000, 'a')}, {"b/c.bin", QByteArray(30000, 'c')}, {"e", {}}});
     QVERIFY(RZQuaZip::CompressDirWithUTF8(path("p.zip"), path("src"), nullptr));
     const qint64 total = ZipOperate::uncompressedSize(path("p.zip"));
     QCOMPARE(total, qint64(40000));
