@@ -45,6 +45,22 @@ RZDomDocument newEffectPackDocument(const QString& path)
     return document;
 }
 
+// A copy of a folder onto itself would delete its files, and one into its own sub-folder would
+// copy the copies until paths get too long.
+bool copiesIntoItself(const QString& from, const QString& to)
+{
+    const QString source = QFileInfo(from).canonicalFilePath();
+    if (source.isEmpty())
+        return false;
+    QString target = QFileInfo(to).absoluteFilePath();
+    // The nearest existing folder of the target decides where it really is.
+    QString existing = target;
+    while (!QFileInfo::exists(existing) && QFileInfo(existing).path() != existing)
+        existing = QFileInfo(existing).path();
+    target = QFileInfo(existing).canonicalFilePath() + target.mid(existing.length());
+    return target == source || target.startsWith(source + QLatin1Char('/'));
+}
+
 QString readText(const QString& path, bool utf8)
 {
     QFile file(path);
@@ -321,6 +337,8 @@ bool RZDir::hasSameMD5(const QString& first, const QString& second)
 
 bool RZDir::copyAllDirFiles(const QString& from, const QString& to)
 {
+    if (copiesIntoItself(from, to))
+        return false;
     const QDir target(to);
     if (!target.exists() && !QDir().mkdir(target.absolutePath()))
         return false;
@@ -340,6 +358,8 @@ bool RZDir::copyAllDirFiles(const QString& from, const QString& to)
 
 bool RZDir::copyDirectoryFiles(const QString& from, const QString& to, bool overwrite)
 {
+    if (copiesIntoItself(from, to))
+        return false;
     const QDir target(to);
     if (!target.exists() && !QDir().mkpath(target.absolutePath()))
         return false;

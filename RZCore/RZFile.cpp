@@ -404,6 +404,10 @@ void FileOperation::CreateNewFile(const QString& path)
 
 bool FileOperation::CopyOneFile(const QString& source, const QString& target)
 {
+    // Removing the target first would delete a file copied onto itself.
+    const QString canonicalSource = QFileInfo(source).canonicalFilePath();
+    if (!canonicalSource.isEmpty() && canonicalSource == QFileInfo(target).canonicalFilePath())
+        return true;
     if (QFile::exists(target))
         QFile::remove(target);
     return QFile::copy(source, target);

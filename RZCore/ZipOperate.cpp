@@ -378,7 +378,10 @@ QStringList ZipOperate::extractDirectory(const QString& zip, const QString& dir)
     const QDir folder(dir);
     // Targets are cleaned as whole paths, so the folder they must stay in is cleaned alike.
     const QString root = cleanTargetText(QDir::cleanPath(folder.absolutePath()));
-    QDir().mkpath(root);
+    if (!QDir().mkpath(root)) {
+        RZLOG_WARN("make path failed, file = %s", qUtf8Printable(root));
+        return QStringList();
+    }
     const QString canonicalRoot = QFileInfo(root).canonicalFilePath();
 
     QStringList extracted;

@@ -327,6 +327,11 @@ void TestDir::copyRoutines_data()
                                                  << "m.txt" << true << full;
     QTest::newRow("all: makes one level only") << "all" << false << "x/y/z"
                                                << "m.txt" << false << Tree{};
+    // Onto itself a copy would delete the files; into its own sub-folder it would never end.
+    QTest::newRow("all: onto itself") << "all" << false << "src"
+                                      << "m.txt" << false << full;
+    QTest::newRow("directory: into own sub-folder") << "directory" << true << "src/sub/copy"
+                                                    << "m.txt" << false << Tree{};
 }
 
 void TestDir::copyRoutines()

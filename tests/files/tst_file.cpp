@@ -40,6 +40,7 @@ private slots:
     void removeAbsentFile();
     void copyFiles_data();
     void copyFiles();
+    void copyOntoItself();
     void createNewFileKeepsContent();
     void md5_data();
     void md5();
@@ -348,6 +349,13 @@ void TestFile::copyFiles()
             QByteArray(copied.contains(name) ? "new " : "old ") + name.left(1).toUtf8();
         QCOMPARE(readFile(dir.filePath("dst/" + name)), expected);
     }
+}
+
+void TestFile::copyOntoItself()
+{
+    QVERIFY(writeFile(path("same.txt"), "keep"));
+    QVERIFY(FileOperation::CopyFileW(path("same.txt"), m_oDir.path()));
+    QCOMPARE(readFile(path("same.txt")), QByteArray("keep"));
 }
 
 void TestFile::createNewFileKeepsContent()
