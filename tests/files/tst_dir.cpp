@@ -34,6 +34,7 @@ private slots:
 
     void directoryMD5_data();
     void directoryMD5();
+    void directoryMD5WithoutFiles();
     void copyRoutines_data();
     void copyRoutines();
     void removeRecursively_data();
@@ -295,6 +296,17 @@ void TestDir::directoryMD5()
     const QByteArray expected =
         QCryptographicHash::hash(digests.join("").toUtf8(), QCryptographicHash::Md5).toHex();
     QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("two")).toLatin1(), expected);
+}
+
+void TestDir::directoryMD5WithoutFiles()
+{
+    QTemporaryDir dir;
+    make(dir.path(), {{"only/sub/f.txt", "x"}, {"only/empty/", {}}});
+    const QString emptyInput =
+        QString::fromLatin1(QCryptographicHash::hash({}, QCryptographicHash::Md5).toHex());
+    QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("only")), emptyInput);
+    QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("missing")), QString());
+    QVERIFY(RZDir::hasSameMD5(dir.filePath("missing"), dir.filePath("also-missing")));
 }
 
 // ---- copying ----------------------------------------------------------------------------------------

@@ -20,9 +20,9 @@ namespace {
 // of the last entry's data.
 const char* const kMakeZip = R"PY(
 import json, struct, sys, zipfile
-spec = json.load(sys.stdin)
-with zipfile.ZipFile(spec["zip"], "w") as z:
-    for e in spec["entries"]:
+layout = json.load(sys.stdin)
+with zipfile.ZipFile(layout["zip"], "w") as z:
+    for e in layout["entries"]:
         info = zipfile.ZipInfo(e["name"])
         info.create_system = 3
         info.compress_type = zipfile.ZIP_DEFLATED if e.get("deflate") else zipfile.ZIP_STORED
@@ -33,9 +33,9 @@ with zipfile.ZipFile(spec["zip"], "w") as z:
         else:
             info.external_attr = 0o644 << 16
         z.writestr(info, e.get("data", "").encode("utf-8"))
-if spec.get("corrupt"):
-    last = zipfile.ZipFile(spec["zip"]).infolist()[-1]
-    with open(spec["zip"], "r+b") as f:
+if layout.get("corrupt"):
+    last = zipfile.ZipFile(layout["zip"]).infolist()[-1]
+    with open(layout["zip"], "r+b") as f:
         f.seek(last.header_offset + 26)
         n, m = struct.unpack("<HH", f.read(4))
         at = last.header_offset + 30 + n + m + last.compress_size // 2
@@ -66,8 +66,8 @@ bool makeZipWithPython(const QString& zip, const QList<Entry>& entries, bool cor
     for (const Entry& e : entries)
         list.append(
             QJsonObject{{"name", e.name}, {"data", e.data}, {"deflate", e.deflate}, {"link", e.link}});
-    const QJsonObject spec{{"zip", zip}, {"entries", list}, {"corrupt", corrupt}};
-    return run(python(), {"-c", kMakeZip}, QString(), QJsonDocument(spec).toJson()) == 0;
+    const QJsonObject layout{{"zip", zip}, {"entries", list}, {"corrupt", corrupt}};
+    return run(python(), {"-c", kMakeZip}, QString(), QJsonDocument(layout).toJson()) == 0;
 }
 
 // Names with several scripts, an empty file and an empty folder: what the peers must agree on.
