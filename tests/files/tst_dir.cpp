@@ -72,58 +72,30 @@ void TestDir::initTestCase()
 
 void TestDir::delimiters_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("expected");
     const QString sep = QDir::separator();
 
-    QTest::newRow("slash: empty") << "slash"
-                                  << ""
-                                  << "";
-    QTest::newRow("slash: root only") << "slash"
-                                      << "/" << QString("/" + sep);
-    QTest::newRow("slash: adds") << "slash"
-                                 << "/a" << QString("/a" + sep);
-    QTest::newRow("slash: has /") << "slash"
-                                  << "/a/"
-                                  << "/a/";
+    QTest::newRow("slash: empty") << "slash" << "" << "";
+    QTest::newRow("slash: root only") << "slash" << "/" << QString("/" + sep);
+    QTest::newRow("slash: adds") << "slash" << "/a" << QString("/a" + sep);
+    QTest::newRow("slash: has /") << "slash" << "/a/" << "/a/";
     QTest::newRow("slash: has native") << "slash" << QString("/a" + sep) << QString("/a" + sep);
-    QTest::newRow("remove: one") << "removePathDelimiter"
-                                 << "/a//"
-                                 << "/a/";
-    QTest::newRow("remove: root kept") << "removePathDelimiter"
-                                       << "/"
-                                       << "/";
-    QTest::newRow("remove: none") << "removePathDelimiter"
-                                  << "/a"
-                                  << "/a";
-    QTest::newRow("removeSlash") << "removeSlash"
-                                 << " a/b\\c "
-                                 << "abc";
-    QTest::newRow("pos: last") << "pathDelimiterPos"
-                               << "a/b/c"
-                               << "3";
-    QTest::newRow("pos: none") << "pathDelimiterPos"
-                               << "abc"
-                               << "-1";
-    QTest::newRow("drive") << "hasDrive"
-                           << "C:/video"
-                           << "1";
-    QTest::newRow("drive, lower case") << "hasDrive"
-                                       << "d:/video"
-                                       << "1";
-    QTest::newRow("drive, digit") << "hasDrive"
-                                  << "1:/video"
-                                  << "0";
-    QTest::newRow("drive, relative") << "hasDrive"
-                                     << "C:video"
-                                     << "0";
-    QTest::newRow("drive, not first") << "hasDrive"
-                                      << "/C:/video"
-                                      << "0";
-    QTest::newRow("drive, empty") << "hasDrive"
-                                  << ""
-                                  << "0";
+    QTest::newRow("remove: one") << "removePathDelimiter" << "/a//" << "/a/";
+    QTest::newRow("remove: root kept") << "removePathDelimiter" << "/" << "/";
+    QTest::newRow("remove: none") << "removePathDelimiter" << "/a" << "/a";
+    QTest::newRow("removeSlash") << "removeSlash" << " a/b\\c " << "abc";
+    QTest::newRow("pos: last") << "pathDelimiterPos" << "a/b/c" << "3";
+    QTest::newRow("pos: none") << "pathDelimiterPos" << "abc" << "-1";
+    QTest::newRow("drive") << "hasDrive" << "C:/video" << "1";
+    QTest::newRow("drive, lower case") << "hasDrive" << "d:/video" << "1";
+    QTest::newRow("drive, digit") << "hasDrive" << "1:/video" << "0";
+    QTest::newRow("drive, relative") << "hasDrive" << "C:video" << "0";
+    QTest::newRow("drive, not first") << "hasDrive" << "/C:/video" << "0";
+    QTest::newRow("drive, empty") << "hasDrive" << "" << "0";
+    // clang-format on
 }
 
 void TestDir::delimiters()
@@ -149,6 +121,7 @@ void TestDir::delimiters()
 
 void TestDir::checkDirIsEmpty_data()
 {
+    // clang-format off
     QTest::addColumn<Tree>("tree");
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("empty");
@@ -158,6 +131,7 @@ void TestDir::checkDirIsEmpty_data()
     QTest::newRow("one empty sub-folder") << Tree{{"d/sub/", {}}} << "d" << false;
     QTest::newRow("missing") << Tree{} << "missing" << true;
     QTest::newRow("empty path") << Tree{} << "" << true;
+    // clang-format on
 }
 
 void TestDir::checkDirIsEmpty()
@@ -187,6 +161,7 @@ void TestDir::countsAndSizes()
 
 void TestDir::getAllFileDepth_data()
 {
+    // clang-format off
     QTest::addColumn<bool>("recursive");
     QTest::addColumn<int>("depth");
     QTest::addColumn<QStringList>("expected"); // in the order listed
@@ -195,6 +170,7 @@ void TestDir::getAllFileDepth_data()
     QTest::newRow("not recursive") << false << 0 << QStringList{"f0"};
     QTest::newRow("starting at 3") << true << 3 << QStringList{"f2", "f1", "f0"};
     QTest::newRow("starting at 5") << true << 5 << QStringList{"f0"};
+    // clang-format on
 }
 
 void TestDir::getAllFileDepth()
@@ -218,17 +194,18 @@ void TestDir::getAllFileDepth()
 
 void TestDir::filesBySuffix_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<QStringList>("filters");
     QTest::addColumn<QStringList>("expected");
 
     QTest::newRow("pattern, any case") << "" << QStringList{"*.MP4"} << QStringList{"a.mp4", "sub/b.MP4"};
     QTest::newRow("bare suffix") << "" << QStringList{"mov"} << QStringList{"sub/c.mov"};
-    QTest::newRow("no filters") << "" << QStringList{}
-                                << QStringList{"a.mp4", "n.txt", "sub/b.MP4", "sub/c.mov"};
+    QTest::newRow("no filters") << "" << QStringList{} << QStringList{"a.mp4", "n.txt", "sub/b.MP4", "sub/c.mov"};
     QTest::newRow("partial suffix") << "" << QStringList{"mp"} << QStringList{};
     QTest::newRow("single file") << "a.mp4" << QStringList{"*.mp4"} << QStringList{"a.mp4"};
     QTest::newRow("single file, refused") << "a.mp4" << QStringList{"*.mov"} << QStringList{};
+    // clang-format on
 }
 
 void TestDir::filesBySuffix()
@@ -263,6 +240,7 @@ void TestDir::forceDir()
 
 void TestDir::directoryMD5_data()
 {
+    // clang-format off
     QTest::addColumn<Tree>("first");
     QTest::addColumn<Tree>("second");
     QTest::addColumn<bool>("same");
@@ -271,11 +249,10 @@ void TestDir::directoryMD5_data()
     QTest::newRow("identical") << base << base << true;
     QTest::newRow("other order") << Tree{{"b.txt", "beta"}, {"a.txt", "alpha"}} << base << true;
     QTest::newRow("renamed file") << Tree{{"zz.bin", "alpha"}, {"b.txt", "beta"}} << base << true;
-    QTest::newRow("sub-folders ignored")
-        << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"s/c", "x"}} << base << true;
-    QTest::newRow("extra empty file")
-        << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"e", ""}} << base << false;
+    QTest::newRow("sub-folders ignored") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"s/c", "x"}} << base << true;
+    QTest::newRow("extra empty file") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"e", ""}} << base << false;
     QTest::newRow("changed byte") << Tree{{"a.txt", "alphA"}, {"b.txt", "beta"}} << base << false;
+    // clang-format on
 }
 
 void TestDir::directoryMD5()
@@ -313,6 +290,7 @@ void TestDir::directoryMD5WithoutFiles()
 
 void TestDir::copyRoutines_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("routine");
     QTest::addColumn<bool>("overwrite");
     QTest::addColumn<QString>("target");
@@ -325,25 +303,19 @@ void TestDir::copyRoutines_data()
     const Tree stopped{{"a.txt", "new a"}, {"m.txt", "old m"}};
     const Tree stoppedInSub{{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "old b"}};
 
-    QTest::newRow("all: replaces") << "all" << false << "dst"
-                                   << "m.txt" << true << full;
-    QTest::newRow("directory: overwrite") << "directory" << true << "dst"
-                                          << "m.txt" << true << full;
-    QTest::newRow("directory: conflict fails") << "directory" << false << "dst"
-                                               << "m.txt" << false << stopped;
-    QTest::newRow("directory: conflict in sub-folder") << "directory" << false << "dst"
-                                                       << "sub/b.txt" << false << stoppedInSub;
-    QTest::newRow("directory: fresh target") << "directory" << false << "fresh"
-                                             << "m.txt" << true << full;
-    QTest::newRow("directory: makes all levels") << "directory" << false << "x/y/z"
-                                                 << "m.txt" << true << full;
-    QTest::newRow("all: makes one level only") << "all" << false << "x/y/z"
-                                               << "m.txt" << false << Tree{};
+    QTest::newRow("all: replaces") << "all" << false << "dst" << "m.txt" << true << full;
+    QTest::newRow("directory: overwrite") << "directory" << true << "dst" << "m.txt" << true << full;
+    QTest::newRow("directory: conflict fails") << "directory" << false << "dst" << "m.txt" << false << stopped;
+    QTest::newRow("directory: conflict in sub-folder") << "directory" << false << "dst" << "sub/b.txt" << false
+        << stoppedInSub;
+    QTest::newRow("directory: fresh target") << "directory" << false << "fresh" << "m.txt" << true << full;
+    QTest::newRow("directory: makes all levels") << "directory" << false << "x/y/z" << "m.txt" << true << full;
+    QTest::newRow("all: makes one level only") << "all" << false << "x/y/z" << "m.txt" << false << Tree{};
     // Onto itself a copy would delete the files; into its own sub-folder it would never end.
-    QTest::newRow("all: onto itself") << "all" << false << "src"
-                                      << "m.txt" << false << full;
-    QTest::newRow("directory: into own sub-folder") << "directory" << true << "src/sub/copy"
-                                                    << "m.txt" << false << Tree{};
+    QTest::newRow("all: onto itself") << "all" << false << "src" << "m.txt" << false << full;
+    QTest::newRow("directory: into own sub-folder") << "directory" << true << "src/sub/copy" << "m.txt" << false
+        << Tree{};
+    // clang-format on
 }
 
 void TestDir::copyRoutines()
@@ -369,6 +341,7 @@ void TestDir::copyRoutines()
 
 void TestDir::removeRecursively_data()
 {
+    // clang-format off
     QTest::addColumn<bool>("removeSelf");
     QTest::addColumn<QStringList>("filters");
     QTest::addColumn<bool>("result");
@@ -378,8 +351,8 @@ void TestDir::removeRecursively_data()
     QTest::newRow("whole") << true << QStringList{} << true << false << Tree{};
     QTest::newRow("keep top") << false << QStringList{} << true << true << Tree{};
     QTest::newRow("filtered") << false << QStringList{"*.txt"} << false << true
-                              << Tree{{"b.log", {}},     {"sub/", {}},      {"sub/c.txt", {}},
-                                      {"sub/d.log", {}}, {"keep.txt/", {}}, {"keep.txt/f.log", {}}};
+        << Tree{{"b.log", {}},     {"sub/", {}},      {"sub/c.txt", {}}, {"sub/d.log", {}}, {"keep.txt/", {}}, {"keep.txt/f.log", {}}};
+    // clang-format on
 }
 
 void TestDir::removeRecursively()

@@ -65,29 +65,24 @@ void TestFile::initTestCase()
 
 void TestFile::duplicationPath_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("existing");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("no copy yet") << QStringList{"clip.mp4"} << "clip.mp4"
-                                 << "clip - Copy.mp4";
-    QTest::newRow("copy taken") << QStringList{"clip.mp4", "clip - Copy.mp4"} << "clip.mp4"
-                                << "clip - Copy (1).mp4";
+    QTest::newRow("no copy yet") << QStringList{"clip.mp4"} << "clip.mp4" << "clip - Copy.mp4";
+    QTest::newRow("copy taken") << QStringList{"clip.mp4", "clip - Copy.mp4"} << "clip.mp4" << "clip - Copy (1).mp4";
     QTest::newRow("numbers replace") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4"} << "clip.mp4"
-                                     << "clip - Copy (2).mp4";
-    QTest::newRow("third number") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4",
-                                                 "clip - Copy (2).mp4"}
-                                  << "clip.mp4"
-                                  << "clip - Copy (3).mp4";
+        << "clip - Copy (2).mp4";
+    QTest::newRow("third number") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4", "clip - Copy (2).mp4"}
+        << "clip.mp4" << "clip - Copy (3).mp4";
     QTest::newRow("gap is reused") << QStringList{"clip - Copy.mp4", "clip - Copy (2).mp4"} << "clip.mp4"
-                                   << "clip - Copy (1).mp4";
-    QTest::newRow("own bracket kept")
-        << QStringList{"take (4) - Copy.mp4", "take (4) - Copy (1).mp4"} << "take (4).mp4"
-        << "take (4) - Copy (2).mp4";
-    QTest::newRow("middle part dropped") << QStringList{} << "a.b.mp4"
-                                         << "a - Copy.mp4";
-    QTest::newRow("no suffix") << QStringList{} << "notes"
-                               << "notes - Copy.";
+        << "clip - Copy (1).mp4";
+    QTest::newRow("own bracket kept") << QStringList{"take (4) - Copy.mp4", "take (4) - Copy (1).mp4"}
+        << "take (4).mp4" << "take (4) - Copy (2).mp4";
+    QTest::newRow("middle part dropped") << QStringList{} << "a.b.mp4" << "a - Copy.mp4";
+    QTest::newRow("no suffix") << QStringList{} << "notes" << "notes - Copy.";
+    // clang-format on
 }
 
 void TestFile::duplicationPath()
@@ -104,29 +99,20 @@ void TestFile::duplicationPath()
 
 void TestFile::renamePath_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("existing");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("newBase");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("free") << QStringList{"clip.mp4"} << "clip.mp4"
-                          << "holiday"
-                          << "holiday.mp4";
-    QTest::newRow("taken") << QStringList{"clip.mp4", "holiday.mp4"} << "clip.mp4"
-                           << "holiday"
-                           << "holiday (1).mp4";
+    QTest::newRow("free") << QStringList{"clip.mp4"} << "clip.mp4" << "holiday" << "holiday.mp4";
+    QTest::newRow("taken") << QStringList{"clip.mp4", "holiday.mp4"} << "clip.mp4" << "holiday" << "holiday (1).mp4";
     QTest::newRow("taken twice") << QStringList{"clip.mp4", "holiday.mp4", "holiday (1).mp4"} << "clip.mp4"
-                                 << "holiday"
-                                 << "holiday (2).mp4";
-    QTest::newRow("own name") << QStringList{"clip.mp4"} << "clip.mp4"
-                              << "clip"
-                              << "clip.mp4";
-    QTest::newRow("own name by numbering") << QStringList{"x.mp4", "x (1).mp4"} << "x (1).mp4"
-                                           << "x"
-                                           << "x (1).mp4";
-    QTest::newRow("case differs") << QStringList{"clip.mp4"} << "clip.mp4"
-                                  << "Clip"
-                                  << "Clip.mp4";
+        << "holiday" << "holiday (2).mp4";
+    QTest::newRow("own name") << QStringList{"clip.mp4"} << "clip.mp4" << "clip" << "clip.mp4";
+    QTest::newRow("own name by numbering") << QStringList{"x.mp4", "x (1).mp4"} << "x (1).mp4" << "x" << "x (1).mp4";
+    QTest::newRow("case differs") << QStringList{"clip.mp4"} << "clip.mp4" << "Clip" << "Clip.mp4";
+    // clang-format on
 }
 
 void TestFile::renamePath()
@@ -144,63 +130,26 @@ void TestFile::renamePath()
 
 void TestFile::nameArithmetic_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("extra");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("extract: folder") << "extractFilePath"
-                                     << "/a/b/clip.mp4"
-                                     << ""
-                                     << "/a/b";
-    QTest::newRow("extract: bare name") << "extractFilePath"
-                                        << "clip.mp4"
-                                        << ""
-                                        << "";
-    QTest::newRow("extract: at root") << "extractFilePath"
-                                      << "/clip.mp4"
-                                      << ""
-                                      << "";
-    QTest::newRow("Extract: at root") << "ExtractFilePath"
-                                      << "/clip.mp4"
-                                      << ""
-                                      << "";
-    QTest::newRow("Extract: folder") << "ExtractFilePath"
-                                     << "/a/clip.mp4"
-                                     << ""
-                                     << "/a";
-    QTest::newRow("suffix: dot given") << "replaceSuffix"
-                                       << "/a/clip.mp4"
-                                       << ".mov"
-                                       << "/a/clip.mov";
-    QTest::newRow("suffix: no dot") << "replaceSuffix"
-                                    << "/a/clip.mp4"
-                                    << "mov"
-                                    << "/a/clipmov";
-    QTest::newRow("suffix: several dots") << "replaceSuffix"
-                                          << "/a/x.y.mp4"
-                                          << ".mov"
-                                          << "/a/x.mov";
-    QTest::newRow("suffix: bare name") << "replaceSuffix"
-                                       << "clip.mp4"
-                                       << ".mov"
-                                       << "clip.mov";
-    QTest::newRow("Repalce") << "RepalceSuffixName"
-                             << "/a/clip.mp4"
-                             << ".wav"
-                             << "/a/clip.wav";
-    QTest::newRow("append") << "appendFileNameSuffix"
-                            << "/a/x.y.mp4"
-                            << "_1"
-                            << "/a/x_1.mp4";
-    QTest::newRow("Append") << "AppendFileNameSuffix"
-                            << "/a/clip.mp4"
-                            << "_1"
-                            << "/a/clip_1.mp4";
-    QTest::newRow("make") << "makeFileName"
-                          << "/a/clip.mp4"
-                          << "_1"
-                          << "clip_1.mp4";
+    QTest::newRow("extract: folder") << "extractFilePath" << "/a/b/clip.mp4" << "" << "/a/b";
+    QTest::newRow("extract: bare name") << "extractFilePath" << "clip.mp4" << "" << "";
+    QTest::newRow("extract: at root") << "extractFilePath" << "/clip.mp4" << "" << "";
+    QTest::newRow("Extract: at root") << "ExtractFilePath" << "/clip.mp4" << "" << "";
+    QTest::newRow("Extract: folder") << "ExtractFilePath" << "/a/clip.mp4" << "" << "/a";
+    QTest::newRow("suffix: dot given") << "replaceSuffix" << "/a/clip.mp4" << ".mov" << "/a/clip.mov";
+    QTest::newRow("suffix: no dot") << "replaceSuffix" << "/a/clip.mp4" << "mov" << "/a/clipmov";
+    QTest::newRow("suffix: several dots") << "replaceSuffix" << "/a/x.y.mp4" << ".mov" << "/a/x.mov";
+    QTest::newRow("suffix: bare name") << "replaceSuffix" << "clip.mp4" << ".mov" << "clip.mov";
+    QTest::newRow("Repalce") << "RepalceSuffixName" << "/a/clip.mp4" << ".wav" << "/a/clip.wav";
+    QTest::newRow("append") << "appendFileNameSuffix" << "/a/x.y.mp4" << "_1" << "/a/x_1.mp4";
+    QTest::newRow("Append") << "AppendFileNameSuffix" << "/a/clip.mp4" << "_1" << "/a/clip_1.mp4";
+    QTest::newRow("make") << "makeFileName" << "/a/clip.mp4" << "_1" << "clip_1.mp4";
+    // clang-format on
 }
 
 void TestFile::nameArithmetic()
@@ -278,6 +227,7 @@ void TestFile::lazyExistsKeepsThousandRecentPaths()
 
 void TestFile::networkPath_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("network");
 
@@ -287,6 +237,7 @@ void TestFile::networkPath_data()
     QTest::newRow("empty") << "" << false;
     QTest::newRow("unc") << "\\\\server\\share\\clip.mp4" << true;
     QTest::newRow("unc, forward") << "//server/share/clip.mp4" << true;
+    // clang-format on
 }
 
 void TestFile::networkPath()
@@ -320,14 +271,16 @@ void TestFile::removeAbsentFile()
 
 void TestFile::copyFiles_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("sources");
     QTest::addColumn<bool>("result");
     QTest::addColumn<QStringList>("copied");
 
     QTest::newRow("empty list") << QStringList{} << true << QStringList{};
     QTest::newRow("overwrites") << QStringList{"a.txt", "b.txt"} << true << QStringList{"a.txt", "b.txt"};
-    QTest::newRow("stops at failure")
-        << QStringList{"a.txt", "missing.txt", "b.txt"} << false << QStringList{"a.txt"};
+    QTest::newRow("stops at failure") << QStringList{"a.txt", "missing.txt", "b.txt"} << false
+        << QStringList{"a.txt"};
+    // clang-format on
 }
 
 void TestFile::copyFiles()
@@ -369,10 +322,12 @@ void TestFile::createNewFileKeepsContent()
 
 void TestFile::md5_data()
 {
+    // clang-format off
     QTest::addColumn<int>("size");
     // Around the 10,240-byte block of the reader.
     for (int size : {0, 1, 10239, 10240, 10241, 20480, 65537})
-        QTest::addRow("%d bytes", size) << size;
+    QTest::addRow("%d bytes", size) << size;
+    // clang-format on
 }
 
 void TestFile::md5()
@@ -395,25 +350,20 @@ void TestFile::md5()
 
 void TestFile::textWriters_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("writer");
     QTest::addColumn<QString>("target");
     QTest::addColumn<bool>("result");
 
     // A folder exists but cannot be opened as a file; a file in a missing folder cannot be made.
-    QTest::newRow("WriteTextFile, folder") << "FileOperation::WriteTextFile"
-                                           << "folder" << true;
-    QTest::newRow("WriteTextFile, missing folder") << "FileOperation::WriteTextFile"
-                                                   << "none/x.txt" << false;
-    QTest::newRow("WriteTextFile, file") << "FileOperation::WriteTextFile"
-                                         << "f.txt" << true;
-    QTest::newRow("writeTextFile, folder") << "RZFile::writeTextFile"
-                                           << "folder" << false;
-    QTest::newRow("writeTextFile, file") << "RZFile::writeTextFile"
-                                         << "f.txt" << true;
-    QTest::newRow("RZDir, folder") << "RZDir::writeTextFile"
-                                   << "folder" << true;
-    QTest::newRow("RZDir, missing folder") << "RZDir::writeTextFile"
-                                           << "none/x.txt" << true;
+    QTest::newRow("WriteTextFile, folder") << "FileOperation::WriteTextFile" << "folder" << true;
+    QTest::newRow("WriteTextFile, missing folder") << "FileOperation::WriteTextFile" << "none/x.txt" << false;
+    QTest::newRow("WriteTextFile, file") << "FileOperation::WriteTextFile" << "f.txt" << true;
+    QTest::newRow("writeTextFile, folder") << "RZFile::writeTextFile" << "folder" << false;
+    QTest::newRow("writeTextFile, file") << "RZFile::writeTextFile" << "f.txt" << true;
+    QTest::newRow("RZDir, folder") << "RZDir::writeTextFile" << "folder" << true;
+    QTest::newRow("RZDir, missing folder") << "RZDir::writeTextFile" << "none/x.txt" << true;
+    // clang-format on
 }
 
 void TestFile::textWriters()

@@ -252,6 +252,7 @@ void TestZip::cleansTargetNames()
 
 void TestZip::brokenArchives_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("kind");
     QTest::newRow("damaged last entry, stored") << "stored";
     QTest::newRow("damaged last entry, deflated") << "deflated";
@@ -259,6 +260,7 @@ void TestZip::brokenArchives_data()
     QTest::newRow("not an archive") << "text";
     QTest::newRow("no entries") << "empty";
     QTest::newRow("missing") << "missing";
+    // clang-format on
 }
 
 void TestZip::brokenArchives()
@@ -288,6 +290,7 @@ void TestZip::brokenArchives()
 
 void TestZip::refusesLeavingTarget_data()
 {
+    // clang-format off
     QTest::addColumn<Entry>("evil");
     QTest::newRow("parent") << Entry{"../evil.txt", "x"};
     QTest::newRow("parent, nested") << Entry{"dir/../../evil.txt", "x"};
@@ -297,6 +300,7 @@ void TestZip::refusesLeavingTarget_data()
     QTest::newRow("link up") << Entry{"up", "../../", false, true};
     QTest::newRow("link absolute") << Entry{"passwd", "/etc/passwd", false, true};
     QTest::newRow("link nested up") << Entry{"dir/l", "../../evil", false, true};
+    // clang-format on
 }
 
 void TestZip::refusesLeavingTarget()
