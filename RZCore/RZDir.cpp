@@ -8,12 +8,12 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
-#include <QMutex>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTextStream>
 
 #include <algorithm>
+#include <mutex>
 
 namespace {
 
@@ -280,9 +280,9 @@ bool RZDir::hasDrive(const QString& path)
 
 QString RZDir::getOsDrivePath()
 {
-    static QMutex s_oMutex;
+    static std::mutex s_oMutex;
     static QString s_strDrive;
-    QMutexLocker locker(&s_oMutex);
+    std::lock_guard<std::mutex> locker(s_oMutex);
     if (s_strDrive.isEmpty())
         s_strDrive = QString::fromStdString(RZPlatform::systemDrivePath());
     return s_strDrive;
