@@ -26,3 +26,10 @@
 #include <RZCore/hsm/HSMEvent.h>
 #include <RZCore/hsm/HSMState.h>
 #include <RZCore/hsm/HSMTransition.h>
+// files, folders and zip archives
+#include <RZCore/RZDir.h>
+#include <RZCore/RZDomDocument.h>
+#include <RZCore/RZFile.h>
+#include <RZCore/RZStringUtils.h>
+#include <RZCore/RZUtility.h>
+#include <RZCore/ZipOperate.h>

@@ -31,3 +31,4 @@ void demoSay(const QString& text);
 void demoLogging(DemoContext& context);
 void demoUi(DemoContext& context);
 void demoHsm(DemoContext& context);
+void demoFiles(DemoContext& context);

@@ -36,6 +36,7 @@ int main(int argc, char** argv)
     demoLogging(context);
     demoUi(context);
     demoHsm(context);
+    demoFiles(context);
 
     demoSection("shutdown");
     app.stop();
