@@ -14,3 +14,7 @@
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+
+// process communication
+#include <RZCore/RZCommunicator.h>
+#include <RZCore/RZProcess.h>
