@@ -20,6 +20,7 @@ constexpr int kLastWriteWaitMs = 10000;
 RZCommunicatorClient::RZCommunicatorClient(QObject* parent)
     : QObject(parent), m_pSocket(new QLocalSocket(this)), m_pCheckTimer(new QTimer(this))
 {
+    qRegisterMetaType<QLocalSocket::LocalSocketError>();
     m_pCheckTimer->setInterval(kCheckIntervalMs);
     connect(m_pSocket, &QLocalSocket::readyRead, this, &RZCommunicatorClient::OnReceiveMsg);
     connect(m_pSocket, &QLocalSocket::connected, this, &RZCommunicatorClient::OnConnected);
@@ -30,7 +31,8 @@ RZCommunicatorClient::RZCommunicatorClient(QObject* parent)
 
 RZCommunicatorClient::~RZCommunicatorClient()
 {
-    m_pSocket->waitForBytesWritten(kLastWriteWaitMs);
+    if (m_pSocket->state() != QLocalSocket::UnconnectedState)
+        m_pSocket->waitForBytesWritten(kLastWriteWaitMs);
     m_pSocket->close();
 }
 
@@ -49,6 +51,8 @@ void RZCommunicatorClient::DisconnectFromServer()
 
 int RZCommunicatorClient::SendMsg(QString strCommand, QStringList lstContents, bool /*bFlag*/)
 {
+    if (!m_pSocket->isOpen())
+        return -1; // what the write would return, without Qt's warning
     const qint64 nWritten = m_pSocket->write(RZCommunicatorFrame::build(strCommand, lstContents).toUtf8());
     m_pSocket->flush();
     return static_cast<int>(nWritten);

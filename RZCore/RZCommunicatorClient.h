@@ -6,6 +6,7 @@
 #include <RZCore/RZCoreExport.h>
 
 #include <QLocalSocket>
+#include <QMetaType>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -59,3 +60,6 @@ private:
     int m_nErrorCount = 0;
     bool m_bAutoConnect = true;
 };
+
+// Lets hosts take sigErrorOccurred through queued connections.
+Q_DECLARE_METATYPE(QLocalSocket::LocalSocketError)

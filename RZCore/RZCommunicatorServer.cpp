@@ -64,9 +64,11 @@ void SocketMapWrapper::BroadcastAndFlushData(const QString& strText)
     if (m_mapSockets.isEmpty())
         RZLOG_WARN("m_pSocketMap is empty,send will do nothing");
     const QByteArray oBytes = strText.toUtf8();
-    for (auto it = m_mapSockets.cbegin(); it != m_mapSockets.cend(); ++it) {
-        QLocalSocket* pSocket = it.key();
-        if (!pSocket || !pSocket->isValid())
+    // A write or flush can find the peer gone and report the disconnection at once, which removes
+    // the socket from the map: walk a copy.
+    const QList<QLocalSocket*> lstSockets = m_mapSockets.keys();
+    for (QLocalSocket* pSocket : lstSockets) {
+        if (!pSocket || !m_mapSockets.contains(pSocket) || !pSocket->isValid())
             continue;
         pSocket->write(oBytes);
         if (onCallingThread(pSocket)) {
@@ -87,9 +89,9 @@ void SocketMapWrapper::flushData()
         RZLOG_WARN("m_pSocketMap is empty");
         return;
     }
-    for (auto it = m_mapSockets.cbegin(); it != m_mapSockets.cend(); ++it) {
-        QLocalSocket* pSocket = it.key();
-        if (!pSocket || !pSocket->isValid() || !onCallingThread(pSocket))
+    const QList<QLocalSocket*> lstSockets = m_mapSockets.keys(); // see BroadcastAndFlushData
+    for (QLocalSocket* pSocket : lstSockets) {
+        if (!pSocket || !m_mapSockets.contains(pSocket) || !pSocket->isValid() || !onCallingThread(pSocket))
             continue;
         RZLOG_INFO("socket flush");
         pSocket->flush();
