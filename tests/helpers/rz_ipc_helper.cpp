@@ -1,8 +1,9 @@
 // A helper process for the communicator tests, started as a real child process.
 //
-//   rz_ipc_helper client <server-name> [tag]   connects with RZCommunicatorClient and answers:
-//                                              "ECHO" with "ECHO_REPLY" (tag, then the contents),
-//                                              "QUIT" by exiting with code 0
+//   rz_ipc_helper client <server-name> [tag]   connects with RZCommunicatorClient, sends "READY"
+//                                              (tag) once it has read the server's greeting, and
+//                                              answers "ECHO" with "ECHO_REPLY" (tag, then the
+//                                              contents) and "QUIT" by exiting with code 0
 //   rz_ipc_helper server <server-name>         listens with RZCommunicatorServer and prints one line
 //                                              per message received: "msg <command> <contents|...>"
 //   rz_ipc_helper crash                        aborts at once
@@ -12,6 +13,7 @@
 #include <RZCore/log/RZBaseLog.h>
 
 #include <QCoreApplication>
+#include <QLocalSocket>
 #include <QTimer>
 
 #include <cstdio>
@@ -32,6 +34,17 @@ int runClient(const QString& strServer, const QString& strTag)
             else if (oMsg.contains(QStringLiteral("QUIT")))
                 QCoreApplication::exit(0);
         }
+    });
+    // A frame that shares a read with the greeting is never delivered, so tests send nothing before
+    // this helper has read the greeting on each connection.
+    auto* pSocket = oClient.findChild<QLocalSocket*>();
+    bool bAwaitingGreeting = false;
+    QObject::connect(pSocket, &QLocalSocket::connected, [&] { bAwaitingGreeting = true; });
+    QObject::connect(pSocket, &QLocalSocket::readyRead, [&] {
+        if (!bAwaitingGreeting)
+            return;
+        bAwaitingGreeting = false;
+        oClient.SendMsg(QStringLiteral("READY"), QStringList(strTag), false);
     });
     oClient.ConnectToServer(strServer);
     return QCoreApplication::exec();

@@ -67,6 +67,13 @@ inline QList<QStringList> contentsOf(const QSignalSpy& spy, const QString& strCo
     return lstOut;
 }
 
+// Helpers say "READY" once they have read the server's greeting; anything sent earlier could share
+// a read with the greeting and be lost.
+inline int readyCount(const QSignalSpy& spy)
+{
+    return contentsOf(spy, QStringLiteral("READY")).size();
+}
+
 // Writes each chunk and waits until the reading socket has taken it, so that every chunk is one
 // read at the other end.
 inline bool writeAsSeparateReads(QLocalSocket& writer, QLocalSocket* pReader, const QList<QByteArray>& lstChunks)

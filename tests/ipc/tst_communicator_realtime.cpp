@@ -145,7 +145,8 @@ void TestCommunicatorRealtime::detachedHelperOutlivesTheServer()
     pServer = RZCommunicatorServer::GetInstance();
     QSignalSpy received(pServer, &RZCommunicatorServer::sigReceveMsgFrom);
     pServer->Listen(strName);
-    QTRY_VERIFY_WITH_TIMEOUT(pServer->isSocketProcessExists(strPath), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(IpcTest::readyCount(received), 1, 10000);
+    QVERIFY(pServer->isSocketProcessExists(strPath));
     QVERIFY(!pServer->IsProcessExits(strPath));
     pServer->SendMsgToProcess("ECHO", {}, strPath, false);
     QTRY_COMPARE(IpcTest::contentsOf(received, "ECHO_REPLY"), (QList<QStringList>{{"detached", ""}}));
@@ -170,8 +171,8 @@ void TestCommunicatorRealtime::broadcastReachesTwentyHelpers()
         vecHelpers.back()->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         vecHelpers.back()->start(QStringLiteral(RZ_IPC_HELPER), {"client", strName, QString::number(i)});
     }
-    QTRY_COMPARE_WITH_TIMEOUT(IpcTest::contentsOf(received, "NEW_CLIENT_COMMUNICATOR_NAME").size(), kHelpers,
-                              60000);
+    QTRY_COMPARE_WITH_TIMEOUT(IpcTest::readyCount(received), kHelpers, 60000);
+    QCOMPARE(IpcTest::contentsOf(received, "NEW_CLIENT_COMMUNICATOR_NAME").size(), kHelpers);
 
     // All twenty registered the same path: a send by path reaches only one of them, a broadcast all.
     pServer->SendMsgToProcess("ECHO", {"one"}, IpcTest::helperPath(), false);

@@ -144,7 +144,7 @@ void TestCommunicatorServer::sendRouting()
     const QString strPath = IpcTest::helperPath();
     QSignalSpy received(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom);
     QVERIFY(startHelper({"client", m_strName, "h"}));
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(strPath));
+    QTRY_COMPARE(IpcTest::readyCount(received), 1);
     QCOMPARE(IpcTest::contentsOf(received, "NEW_CLIENT_COMMUNICATOR_NAME"), QList<QStringList>{{strPath}});
 
     QString strGiven = strPath;
@@ -172,9 +172,10 @@ void TestCommunicatorServer::sendRouting()
 
 void TestCommunicatorServer::beatAnswersRaisePingPong()
 {
+    QSignalSpy received(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom);
     QSignalSpy pongs(m_pServer, &RZCommunicatorServer::sigPingPong);
     QVERIFY(startHelper({"client", m_strName}));
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(IpcTest::helperPath()));
+    QTRY_COMPARE(IpcTest::readyCount(received), 1);
     for (int i = 0; i < 3; ++i) {
         m_pServer->SendMsgToProcess("CMD_PINGPONG_BEAT", {}, IpcTest::helperPath(), false);
         QTRY_COMPARE(pongs.count(), i + 1);
@@ -293,7 +294,7 @@ void TestCommunicatorServer::restartKeepsEarlierArguments()
     QSignalSpy clientErrors(m_pServer, &RZCommunicatorServer::sigClientErr);
 
     m_pServer->StartProcess(strPath, {"client", m_strName, "first"}, true, false);
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(strPath));
+    QTRY_COMPARE(IpcTest::readyCount(received), 1);
     m_pServer->SendMsgToProcess("QUIT", {}, strPath, false);
     QTRY_COMPARE(clientErrors.count(), 1);
     QTRY_VERIFY(!m_pServer->IsProcessStarted(strPath));
@@ -301,7 +302,7 @@ void TestCommunicatorServer::restartKeepsEarlierArguments()
 
     // An empty argument list starts the same helper again with the arguments it had.
     m_pServer->StartProcess(strPath, {}, true, false);
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(strPath));
+    QTRY_COMPARE(IpcTest::readyCount(received), 2);
     m_pServer->SendMsgToProcess("ECHO", {}, strPath, false);
     // (an empty contents list arrives as one empty entry)
     QTRY_COMPARE(IpcTest::contentsOf(received, "ECHO_REPLY"), (QList<QStringList>{{"first", ""}}));
@@ -349,7 +350,7 @@ void TestCommunicatorServer::sendFromAnotherThread()
 {
     QSignalSpy received(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom);
     QVERIFY(startHelper({"client", m_strName, "t"}));
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(IpcTest::helperPath()));
+    QTRY_COMPARE(IpcTest::readyCount(received), 1);
 
     // The main thread waits, so the worker's blocking waits are what moves the bytes.
     std::unique_ptr<QThread> pWorker(QThread::create([this] {
