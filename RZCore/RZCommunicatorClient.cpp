@@ -75,8 +75,8 @@ void RZCommunicatorClient::OnReceiveMsg()
         return;
     const QString strRead = QString::fromUtf8(pSocket->readAll());
     QString strText;
-    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, strRead, strText)
-        == RZCommunicatorFrame::ReadOutcome::Buffered)
+    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, strRead, strText) ==
+        RZCommunicatorFrame::ReadOutcome::Buffered)
         return;
     // Only this read is searched, not the joined text: a beat word in the buffered head of a split
     // frame goes unanswered.

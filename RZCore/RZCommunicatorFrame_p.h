@@ -22,7 +22,8 @@ QString build(const QString& strCommand, const QStringList& lstContents);
 bool isWhole(const QString& strText);
 
 // How one decoded read went through the reassembly rule.
-enum class ReadOutcome {
+enum class ReadOutcome
+{
     Whole,    // delivered as it stands; the buffer was not touched
     Joined,   // the buffer followed by the read was delivered; the buffer is now empty
     Buffered, // appended to the buffer; nothing delivered

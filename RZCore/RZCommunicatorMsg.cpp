@@ -28,7 +28,8 @@ QList<RZCommunicatorMsg> RZCommunicatorMsg::buildListFromString(const QString& s
         const QStringList lstPieces = strBody.split(kHead, Qt::KeepEmptyParts);
         if (lstPieces.size() != 2)
             continue; // malformed bodies are dropped silently; their neighbours survive
-        lstMessages.append(RZCommunicatorMsg(lstPieces.at(0), lstPieces.at(1).split(kContent, Qt::KeepEmptyParts)));
+        lstMessages.append(
+            RZCommunicatorMsg(lstPieces.at(0), lstPieces.at(1).split(kContent, Qt::KeepEmptyParts)));
     }
     return lstMessages;
 }

@@ -197,7 +197,8 @@ void RZCommunicatorServer::OnNewConnection()
         m_pSocketMap->insert(pSocket, QString());
         RZLOG_INFO("insert new cleint socket.");
     }
-    connect(pSocket, &QLocalSocket::disconnected, this, &RZCommunicatorServer::OnDisconnect, Qt::UniqueConnection);
+    connect(pSocket, &QLocalSocket::disconnected, this, &RZCommunicatorServer::OnDisconnect,
+            Qt::UniqueConnection);
     connect(pSocket, &QLocalSocket::readyRead, this, &RZCommunicatorServer::OnRecvMsg, Qt::UniqueConnection);
 }
 
@@ -210,8 +211,8 @@ void RZCommunicatorServer::OnRecvMsg()
     if (!pSocket)
         return;
     QString strText;
-    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, QString::fromUtf8(pSocket->readAll()), strText)
-        == RZCommunicatorFrame::ReadOutcome::Buffered)
+    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, QString::fromUtf8(pSocket->readAll()), strText) ==
+        RZCommunicatorFrame::ReadOutcome::Buffered)
         return;
     UpdateLocalSocketProcess(pSocket, strText);
     emit sigReceveMsgFrom(strText);
@@ -317,9 +318,8 @@ void RZCommunicatorServer::AddProcess(QString strPath)
     if (QFile::exists(strPath))
         pProcess->setProgram(strPath);
 
-    connect(pProcess, &QProcess::started, this, [this, pProcess]() {
-        RZLOG_INFO("Process started: %s", qUtf8Printable(processPath(pProcess)));
-    });
+    connect(pProcess, &QProcess::started, this,
+            [this, pProcess]() { RZLOG_INFO("Process started: %s", qUtf8Printable(processPath(pProcess))); });
     connect(pProcess, &QProcess::errorOccurred, this, [this, pProcess](QProcess::ProcessError eError) {
         const QString strFound = processPath(pProcess);
         RZLOG_INFO("Process started failed: %s, error code: %d", qUtf8Printable(strFound), int(eError));

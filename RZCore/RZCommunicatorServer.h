@@ -40,7 +40,8 @@ public:
     // Sends one frame to the helper registered under `strPath` (either slash form), or to every
     // helper when that fails and bBroadcastOnFail is set. Always true: the result says nothing about
     // delivery. Callable from any thread.
-    bool SendMsgToProcess(QString strCommand, QStringList lstContents, QString strPath, bool bBroadcastOnFail);
+    bool SendMsgToProcess(QString strCommand, QStringList lstContents, QString strPath,
+                          bool bBroadcastOnFail);
 
     // While blocked, incoming data stays queued on its socket until more data arrives after unblocking.
     void blockServer(bool bBlock);

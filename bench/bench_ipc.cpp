@@ -108,7 +108,8 @@ public:
         if (!m_oChild.waitForStarted(10000) || !m_oRawServer.waitForNewConnection(10000))
             return false;
         m_pRaw = m_oRawServer.nextPendingConnection();
-        QObject::connect(m_pRaw, &QLocalSocket::readyRead, [this] { m_nRawBytes += m_pRaw->readAll().size(); });
+        QObject::connect(m_pRaw, &QLocalSocket::readyRead,
+                         [this] { m_nRawBytes += m_pRaw->readAll().size(); });
         if (!waitWithin([this] { return m_pServer->isSocketProcessExists(m_strChildPath); }))
             return false;
 
@@ -130,15 +131,13 @@ public:
 
     // Blocks in the event loop until `done` holds. The measured loops use this one: nothing but
     // the peer's bytes wakes it.
-    template <typename Done>
-    static void waitUntil(Done done)
+    template <typename Done> static void waitUntil(Done done)
     {
         while (!done())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     // The same, giving up after 10 s.
-    template <typename Done>
-    static bool waitWithin(Done done)
+    template <typename Done> static bool waitWithin(Done done)
     {
         QTimer oGuard;
         oGuard.start(10000); // also wakes the loop when nothing else would
@@ -169,7 +168,8 @@ void BM_RawEcho(benchmark::State& state)
         oPeer.m_pRaw->flush();
         oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
     }
-    state.counters["round_trips/s"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["round_trips/s"] =
+        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 void BM_BeatRoundTrip(benchmark::State& state)
@@ -180,7 +180,8 @@ void BM_BeatRoundTrip(benchmark::State& state)
         oPeer.m_pServer->SendMsgToProcess(kBeat, {}, oPeer.m_strChildPath, false);
         oPeer.waitUntil([&] { return oPeer.m_nPongs >= nTarget; });
     }
-    state.counters["round_trips/s"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["round_trips/s"] =
+        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 void BM_RawStream(benchmark::State& state)
@@ -202,8 +203,8 @@ void BM_FrameStream(benchmark::State& state)
     Peer& oPeer = *g_pPeer;
     for (auto _ : state) {
         const qint64 nTarget = oPeer.m_nFrames + kStreamBatch;
-        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)}, oPeer.m_strChildPath,
-                                          false);
+        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)},
+                                          oPeer.m_strChildPath, false);
         oPeer.waitUntil([&] { return oPeer.m_nFrames >= nTarget; });
     }
     state.counters["frames/s"] =

@@ -31,7 +31,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     check(lstMessages.isEmpty() || RZCommunicatorFrame::isWhole(strText));
     for (const RZCommunicatorMsg& oMsg : lstMessages) {
         check(!oMsg.contents().isEmpty()); // empty parts are kept: at least one entry
-        check(!oMsg.command().contains(RZCommunicatorFrame::kHead) && !oMsg.command().contains(RZCommunicatorFrame::kEnd));
+        check(!oMsg.command().contains(RZCommunicatorFrame::kHead) &&
+              !oMsg.command().contains(RZCommunicatorFrame::kEnd));
         for (const QString& strEntry : oMsg.contents())
             check(!holdsFrameWord(strEntry));
         check(oMsg.firstContent() == oMsg.contents().first());
@@ -51,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     const QList<RZCommunicatorMsg> lstBack = RZCommunicatorMsg::buildListFromString(strFrame);
     check(lstBack.size() == 1);
     check(lstBack.first().command() == oMsg.command());
-    check(lstBack.first().contents() == (oMsg.contents().isEmpty() ? QStringList(QString()) : oMsg.contents()));
+    check(lstBack.first().contents() ==
+          (oMsg.contents().isEmpty() ? QStringList(QString()) : oMsg.contents()));
     check(lstBack.first().contains(oMsg.command()));
     return 0;
 }

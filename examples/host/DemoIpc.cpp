@@ -40,7 +40,8 @@ bool waitFor(const std::function<bool()>& done, int nMs = 15000)
 void demoIpc(DemoContext& /*context*/)
 {
     demoSection("process communication");
-    const QString strName = QStringLiteral("rzcore-demo-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
+    const QString strName =
+        QStringLiteral("rzcore-demo-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
     const QString strSelf = QCoreApplication::applicationFilePath();
     const QString strHelper = QDir::fromNativeSeparators(strSelf); // the path the helper registers
 
@@ -57,7 +58,8 @@ void demoIpc(DemoContext& /*context*/)
             if (oMsg.contains(kUpperReply))
                 strReply = oMsg.firstContent();
     });
-    QObject::connect(pServer, &RZCommunicatorServer::sigClientErr, [&](const QString&) { bHelperGone = true; });
+    QObject::connect(pServer, &RZCommunicatorServer::sigClientErr,
+                     [&](const QString&) { bHelperGone = true; });
 
     demoSay(QStringLiteral("listening on \"%1\"; starting this program again as the helper").arg(strName));
     pServer->Listen(strName);
@@ -68,8 +70,8 @@ void demoIpc(DemoContext& /*context*/)
         return;
     }
     demoSay(QStringLiteral("the helper connected and registered its path"));
-    demoSay(QStringLiteral("a beat on the wire: ")
-            + RZCommunicatorMsg(QStringLiteral("CMD_PINGPONG_BEAT"), {}).toString());
+    demoSay(QStringLiteral("a beat on the wire: ") +
+            RZCommunicatorMsg(QStringLiteral("CMD_PINGPONG_BEAT"), {}).toString());
 
     // The host sends its own heartbeat. A frame that shares one read with the server's "next" greeting
     // is never delivered, so the first beat may go unanswered: a heartbeat shrugs that off.
@@ -90,8 +92,9 @@ void demoIpc(DemoContext& /*context*/)
     pServer->SendMsgToProcess(kQuit, {}, strHelper, false);
     waitFor([&] { return bHelperGone; });
     pServer->StartProcess(strSelf, {}, false, false); // forget the exited process
-    demoSay(pServer->IsProcessExits(strSelf) ? QStringLiteral("helper stopped, its process entry still there")
-                                             : QStringLiteral("helper stopped and its process entry removed"));
+    demoSay(pServer->IsProcessExits(strSelf)
+                ? QStringLiteral("helper stopped, its process entry still there")
+                : QStringLiteral("helper stopped and its process entry removed"));
     RZCommunicatorServer::Release();
 }
 

@@ -31,8 +31,8 @@ inline QString helperPath()
 // A frame spelled out, independent of the code under test.
 inline QString frame(const QString& strCommand, const QStringList& lstContents = {})
 {
-    return QStringLiteral("CMD_START_SEPARATOR") + strCommand + QStringLiteral("CMD_HEAD_SEPARATOR")
-           + lstContents.join(QStringLiteral("CMD_CONTENT_SEPARATOR")) + QStringLiteral("CMD_END_SEPARATOR");
+    return QStringLiteral("CMD_START_SEPARATOR") + strCommand + QStringLiteral("CMD_HEAD_SEPARATOR") +
+           lstContents.join(QStringLiteral("CMD_CONTENT_SEPARATOR")) + QStringLiteral("CMD_END_SEPARATOR");
 }
 
 inline QByteArray bytes(const QString& strText)
@@ -76,7 +76,8 @@ inline int readyCount(const QSignalSpy& spy)
 
 // Writes each chunk and waits until the reading socket has taken it, so that every chunk is one
 // read at the other end.
-inline bool writeAsSeparateReads(QLocalSocket& writer, QLocalSocket* pReader, const QList<QByteArray>& lstChunks)
+inline bool writeAsSeparateReads(QLocalSocket& writer, QLocalSocket* pReader,
+                                 const QList<QByteArray>& lstChunks)
 {
     QSignalSpy readSpy(pReader, &QLocalSocket::readyRead);
     for (int i = 0; i < lstChunks.size(); ++i) {
@@ -105,7 +106,8 @@ inline void addReassemblyRows()
     QTest::newRow("split in two") << QList<QByteArray>{b1.left(25), b1.mid(25)} << QStringList{f1};
     QTest::newRow("cut inside the start word never completes")
         << QList<QByteArray>{b1.left(10), b1.mid(10)} << QStringList{};
-    QTest::newRow("split in three") << QList<QByteArray>{b1.left(5), b1.mid(5, 30), b1.mid(35)} << QStringList{f1};
+    QTest::newRow("split in three") << QList<QByteArray>{b1.left(5), b1.mid(5, 30), b1.mid(35)}
+                                    << QStringList{f1};
     QTest::newRow("cut inside the end word never completes")
         << QList<QByteArray>{b1.left(b1.size() - 3), b1.right(3)} << QStringList{};
     QTest::newRow("tail of one frame with a whole second")
@@ -114,12 +116,12 @@ inline void addReassemblyRows()
         << QList<QByteArray>{b1.left(25), b2, b1.mid(25)} << QStringList{f2, f1};
     QTest::newRow("complete and partial in one read")
         << QList<QByteArray>{b1 + b2.left(8), b2.mid(8)} << QStringList{f1 + f2};
-    QTest::newRow("trailing bytes hold a frame back")
-        << QList<QByteArray>{b1 + "xy", b2} << QStringList{f2};
+    QTest::newRow("trailing bytes hold a frame back") << QList<QByteArray>{b1 + "xy", b2} << QStringList{f2};
     QTest::newRow("greeting, then a whole frame") << QList<QByteArray>{greeting, b1} << QStringList{f1};
     QTest::newRow("greeting keeps split frames for good")
         << QList<QByteArray>{greeting, b1.left(25), b1.mid(25), b2} << QStringList{f2};
-    QTest::newRow("greeting in the same read as a frame") << QList<QByteArray>{greeting + b1} << QStringList{};
+    QTest::newRow("greeting in the same read as a frame")
+        << QList<QByteArray>{greeting + b1} << QStringList{};
     QTest::newRow("lower-case words are plain text")
         << QList<QByteArray>{QByteArray("cmd_start_separatorONEcmd_head_separatorcmd_end_separator")}
         << QStringList{};
@@ -128,7 +130,8 @@ inline void addReassemblyRows()
     const QByteArray cafe = bytes(frame(QStringLiteral("TXT"), {QStringLiteral("caf\u00e9")}));
     const int nCut = cafe.indexOf('\xc3') + 1;
     const QString damaged = frame(QStringLiteral("TXT"), {QStringLiteral("caf\ufffd\ufffd")});
-    QTest::newRow("cut UTF-8 character") << QList<QByteArray>{cafe.left(nCut), cafe.mid(nCut)} << QStringList{damaged};
+    QTest::newRow("cut UTF-8 character")
+        << QList<QByteArray>{cafe.left(nCut), cafe.mid(nCut)} << QStringList{damaged};
 }
 
 } // namespace IpcTest

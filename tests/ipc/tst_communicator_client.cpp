@@ -34,15 +34,12 @@ private slots:
     void init();
     void cleanup();
 
-    void nameFrameOnConnect();
+    void wireFormat();
     void answers_data();
     void answers();
-    void sendMsgWritesEmptyCommands();
-    void sendMsgWithoutConnectionFails();
     void reassembly_data();
     void reassembly();
     void badInputNeverStopsTheClient();
-    void firstErrorsStartRetries();
 
 private:
     // Connects a fresh client to the raw server; the server's end of the connection.
@@ -99,11 +96,18 @@ QByteArray TestCommunicatorClient::readExactly(int nBytes)
     return oOut;
 }
 
-void TestCommunicatorClient::nameFrameOnConnect()
+void TestCommunicatorClient::wireFormat()
 {
+    QCOMPARE(m_pClient->SendMsg("A", {}, false), -1); // not connected: nothing is queued
+
     QVERIFY(connectClient());
     QCOMPARE(readExactly(nameFrame().size()), nameFrame());
     QTRY_VERIFY(m_pClient->isConnectedState());
+
+    // Unlike RZCommunicatorMsg::toString, an empty command still makes a frame.
+    const QByteArray oEmpty = IpcTest::bytes(frame("", {"x", "y"}));
+    QCOMPARE(m_pClient->SendMsg("", {"x", "y"}, false), oEmpty.size());
+    QCOMPARE(readExactly(oEmpty.size()), oEmpty);
 }
 
 void TestCommunicatorClient::answers_data()
@@ -115,8 +119,8 @@ void TestCommunicatorClient::answers_data()
     QTest::newRow("beat") << frame("CMD_PINGPONG_BEAT") << beatAnswer;
     QTest::newRow("beat with contents") << frame("CMD_PINGPONG_BEAT", {"42"}) << beatAnswer;
     QTest::newRow("beat word in the contents") << frame("OTHER", {"CMD_PINGPONG_BEAT"}) << beatAnswer;
-    QTest::newRow("two beats in one read, one answer") << frame("CMD_PINGPONG_BEAT") + frame("CMD_PINGPONG_BEAT")
-                                                       << beatAnswer;
+    QTest::newRow("two beats in one read, one answer")
+        << frame("CMD_PINGPONG_BEAT") + frame("CMD_PINGPONG_BEAT") << beatAnswer;
     QTest::newRow("engine beat gets none") << frame("CMD_NATIVEENGINEPINGPONG_BEAT") << "";
     QTest::newRow("lower-case beat gets none") << frame("cmd_pingpong_beat") << "";
     QTest::newRow("ordinary command gets none") << frame("OPEN", {"a"}) << "";
@@ -141,25 +145,6 @@ void TestCommunicatorClient::answers()
     QCOMPARE(m_pClient->SendMsg("MARK", {}, false), oMarker.size());
     const QByteArray oExpected = IpcTest::bytes(answer) + oMarker;
     QCOMPARE(readExactly(oExpected.size()), oExpected);
-}
-
-void TestCommunicatorClient::sendMsgWritesEmptyCommands()
-{
-    QVERIFY(connectClient());
-    QCOMPARE(readExactly(nameFrame().size()), nameFrame());
-    const QByteArray oExpected = IpcTest::bytes(frame("", {"x", "y"}));
-    QCOMPARE(m_pClient->SendMsg("", {"x", "y"}, false), oExpected.size());
-    const QByteArray oRead = readExactly(oExpected.size());
-    const QList<RZCommunicatorMsg> lstParsed = RZCommunicatorMsg::buildListFromString(QString::fromUtf8(oRead));
-    QCOMPARE(lstParsed.size(), 1);
-    QCOMPARE(lstParsed.first().command(), QString());
-    QCOMPARE(lstParsed.first().contents(), (QStringList{"x", "y"}));
-}
-
-void TestCommunicatorClient::sendMsgWithoutConnectionFails()
-{
-    QCOMPARE(m_pClient->SendMsg("A", {}, false), -1);
-    QVERIFY(!m_pClient->isConnectedState());
 }
 
 void TestCommunicatorClient::reassembly_data()
@@ -189,7 +174,9 @@ void TestCommunicatorClient::badInputNeverStopsTheClient()
     for (char& c : oGarbage)
         c = char(QRandomGenerator::global()->bounded(256));
     m_pPeer->write(IpcTest::bytes(frame("HUGE", {QString(8 * 1024 * 1024, 'x')})));
-    m_pPeer->write("CMD_START_SEPARATOR\xff\xfe\xc0\x80" "CMD_HEAD_SEPARATOR\xed\xa0\x80" "CMD_END_SEPARATOR");
+    m_pPeer->write("CMD_START_SEPARATOR\xff\xfe\xc0\x80"
+                   "CMD_HEAD_SEPARATOR\xed\xa0\x80"
+                   "CMD_END_SEPARATOR");
     m_pPeer->write(oGarbage);
     QTRY_VERIFY_WITH_TIMEOUT(m_pPeer->bytesToWrite() == 0, 60000);
 
@@ -207,20 +194,6 @@ void TestCommunicatorClient::badInputNeverStopsTheClient()
     m_pPeer->write(IpcTest::bytes(frame("CMD_PINGPONG_BEAT")));
     const QByteArray oAnswer = IpcTest::bytes(frame("CMD_PINGPONG_BEAT"));
     QCOMPARE(readExactly(oAnswer.size()), oAnswer);
-}
-
-void TestCommunicatorClient::firstErrorsStartRetries()
-{
-    // No server under this name: each attempt fails, and the fifth error in a row reports the server
-    // as closed. The first error comes from ConnectToServer itself, the rest from the retries.
-    m_pRawServer.reset();
-    QSignalSpy errors(m_pClient.get(), &RZCommunicatorClient::sigErrorOccurred);
-    QSignalSpy closed(m_pClient.get(), &RZCommunicatorClient::sigServerClosed);
-    m_pClient->ConnectToServer(m_strName);
-    QTRY_COMPARE(errors.count(), 1);
-    QCOMPARE(errors.at(0).at(0).value<QLocalSocket::LocalSocketError>(), QLocalSocket::ServerNotFoundError);
-    QVERIFY(closed.isEmpty());
-    QTRY_VERIFY(errors.count() >= 2); // a retry ran without being asked for
 }
 
 QTEST_GUILESS_MAIN(TestCommunicatorClient)

@@ -53,8 +53,8 @@ private:
 
 QString nameLine()
 {
-    return QStringLiteral("msg NEW_CLIENT_COMMUNICATOR_NAME ")
-           + QDir::fromNativeSeparators(QCoreApplication::applicationFilePath());
+    return QStringLiteral("msg NEW_CLIENT_COMMUNICATOR_NAME ") +
+           QDir::fromNativeSeparators(QCoreApplication::applicationFilePath());
 }
 
 } // namespace

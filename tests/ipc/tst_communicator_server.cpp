@@ -27,7 +27,6 @@ private slots:
     void init();
     void cleanup();
 
-    void greetingAndUnnamedSockets();
     void sendRouting_data();
     void sendRouting();
     void beatAnswersRaisePingPong();
@@ -35,8 +34,7 @@ private slots:
     void reassembly();
     void oneBufferForAllSockets();
     void blockedReadsWaitForMoreData();
-    void killedHelperRaisesClientErr();
-    void relistenKeepsAcceptedSockets();
+    void socketLifecycle();
     void startAndStopHelper();
     void restartKeepsEarlierArguments();
     void missingProgramThenAppearing();
@@ -103,20 +101,10 @@ std::unique_ptr<QLocalSocket> TestCommunicatorServer::connectRaw(int nAcceptedBe
 {
     auto pSocket = std::make_unique<QLocalSocket>();
     pSocket->connectToServer(m_strName);
-    if (!pSocket->waitForConnected(5000)
-        || !QTest::qWaitFor([&] { return acceptedSocket(nAcceptedBefore) != nullptr; }, 5000))
+    if (!pSocket->waitForConnected(5000) ||
+        !QTest::qWaitFor([&] { return acceptedSocket(nAcceptedBefore) != nullptr; }, 5000))
         return nullptr;
     return pSocket;
-}
-
-void TestCommunicatorServer::greetingAndUnnamedSockets()
-{
-    std::unique_ptr<QLocalSocket> pRaw = connectRaw(0);
-    QVERIFY(pRaw);
-    QTRY_COMPARE(pRaw->bytesAvailable(), qint64(4));
-    QCOMPARE(pRaw->readAll(), QByteArray("next"));
-    // An unnamed socket has an empty path, which never counts as a registered helper.
-    QVERIFY(!m_pServer->isSocketProcessExists(QString()));
 }
 
 void TestCommunicatorServer::sendRouting_data()
@@ -240,28 +228,27 @@ void TestCommunicatorServer::blockedReadsWaitForMoreData()
     QCOMPARE(clientErrors.at(0).at(0).toString(), QString());
 }
 
-void TestCommunicatorServer::killedHelperRaisesClientErr()
+void TestCommunicatorServer::socketLifecycle()
 {
+    const QString strPath = IpcTest::helperPath();
     QSignalSpy clientErrors(m_pServer, &RZCommunicatorServer::sigClientErr);
     QProcess* pHelper = startHelper({"client", m_strName});
     QVERIFY(pHelper);
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(IpcTest::helperPath()));
+    QTRY_VERIFY(m_pServer->isSocketProcessExists(strPath));
 
-    pHelper->kill(); // SIGKILL: the helper gets no chance to say goodbye
-    QTRY_COMPARE(clientErrors.count(), 1);
-    QCOMPARE(clientErrors.at(0).at(0).toString(), IpcTest::helperPath());
-    QVERIFY(!m_pServer->isSocketProcessExists(IpcTest::helperPath()));
-}
-
-void TestCommunicatorServer::relistenKeepsAcceptedSockets()
-{
-    QVERIFY(startHelper({"client", m_strName}));
-    QTRY_VERIFY(m_pServer->isSocketProcessExists(IpcTest::helperPath()));
-
+    // Listening again keeps the accepted sockets, and new clients get the greeting.
     m_pServer->Listen(m_strName);
-    QVERIFY(m_pServer->isSocketProcessExists(IpcTest::helperPath()));
+    QVERIFY(m_pServer->isSocketProcessExists(strPath));
     std::unique_ptr<QLocalSocket> pRaw = connectRaw(1);
-    QVERIFY(pRaw); // and new clients still get in
+    QVERIFY(pRaw);
+    QTRY_COMPARE(pRaw->bytesAvailable(), qint64(4));
+    QCOMPARE(pRaw->readAll(), QByteArray("next"));
+    QVERIFY(!m_pServer->isSocketProcessExists(QString())); // the unnamed socket's empty path is no helper
+
+    pHelper->kill(); // SIGKILL: no goodbye
+    QTRY_COMPARE(clientErrors.count(), 1);
+    QCOMPARE(clientErrors.at(0).at(0).toString(), strPath);
+    QVERIFY(!m_pServer->isSocketProcessExists(strPath));
 }
 
 void TestCommunicatorServer::startAndStopHelper()
@@ -373,7 +360,9 @@ void TestCommunicatorServer::badInputNeverStopsTheServer()
     for (char& c : oGarbage)
         c = char(QRandomGenerator::global()->bounded(256));
     const QByteArray oHuge = IpcTest::bytes(frame("HUGE", {QString(8 * 1024 * 1024, 'x')}));
-    const QByteArray oInvalid("CMD_START_SEPARATOR\xff\xfe\xc0\x80" "CMD_HEAD_SEPARATOR\xed\xa0\x80" "CMD_END_SEPARATOR");
+    const QByteArray oInvalid("CMD_START_SEPARATOR\xff\xfe\xc0\x80"
+                              "CMD_HEAD_SEPARATOR\xed\xa0\x80"
+                              "CMD_END_SEPARATOR");
     pRaw->write(oHuge);
     pRaw->write(oInvalid);
     pRaw->write(oGarbage);
