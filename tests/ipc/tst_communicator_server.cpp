@@ -30,6 +30,8 @@ private slots:
     void sendRouting_data();
     void sendRouting();
     void beatAnswersRaisePingPong();
+    void registration_data();
+    void registration();
     void reassembly_data();
     void reassembly();
     void oneBufferForAllSockets();
@@ -170,6 +172,40 @@ void TestCommunicatorServer::beatAnswersRaisePingPong()
     }
     for (const QList<QVariant>& lstArgs : pongs)
         QCOMPARE(lstArgs.at(0).toString(), IpcTest::helperPath());
+}
+
+void TestCommunicatorServer::registration_data()
+{
+    QTest::addColumn<QString>("read"); // one read from a raw client
+    QTest::addColumn<QString>("path"); // what the socket is registered under; empty: nothing
+    QTest::addColumn<int>("pongs");
+
+    const QString name = frame("NEW_CLIENT_COMMUNICATOR_NAME", {"/opt/a"});
+    const QString beat = frame("CMD_PINGPONG_BEAT");
+    QTest::newRow("name") << name << "/opt/a" << 0;
+    QTest::newRow("name without a path keeps the frame's head")
+        << frame("NEW_CLIENT_COMMUNICATOR_NAME") << "CMD_START_SEPARATORNEW_CLIENT_COMMUNICATOR_NAME" << 0;
+    QTest::newRow("name and beat in one read: no pong") << name + beat << "/opt/a" << 0;
+    QTest::newRow("first name frame of a read wins")
+        << name + frame("NEW_CLIENT_COMMUNICATOR_NAME", {"/opt/b"}) << "/opt/a" << 0;
+    QTest::newRow("beat from an unnamed socket") << beat << "" << 1;
+    QTest::newRow("beat word in the contents") << frame("X", {"CMD_PINGPONG_BEAT"}) << "" << 1;
+}
+
+void TestCommunicatorServer::registration()
+{
+    QFETCH(QString, read);
+    QFETCH(QString, path);
+    QFETCH(int, pongs);
+
+    QSignalSpy pongSpy(m_pServer, &RZCommunicatorServer::sigPingPong);
+    std::unique_ptr<QLocalSocket> pRaw = connectRaw(0);
+    QVERIFY(pRaw);
+    QVERIFY(IpcTest::writeAsSeparateReads(*pRaw, acceptedSocket(0), {IpcTest::bytes(read)}));
+    QCOMPARE(pongSpy.count(), pongs);
+    if (pongs > 0)
+        QCOMPARE(pongSpy.at(0).at(0).toString(), path);
+    QCOMPARE(m_pServer->isSocketProcessExists(path), !path.isEmpty());
 }
 
 void TestCommunicatorServer::reassembly_data()
