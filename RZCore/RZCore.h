@@ -15,6 +15,18 @@
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
 
+// messages, scenes and views, presenters, drag service, object seeker
+#include <RZCore/ui/RZDragService.h>
+#include <RZCore/ui/RZMessage.h>
+#include <RZCore/ui/RZMessageService.h>
+#include <RZCore/ui/RZObjSeeker.h>
+#include <RZCore/ui/RZPresenter.h>
+#include <RZCore/ui/RZUIScene.h>
+// state machine
+#include <RZCore/hsm/HSMEvent.h>
+#include <RZCore/hsm/HSMState.h>
+#include <RZCore/hsm/HSMTransition.h>
+
 // process communication
 #include <RZCore/RZCommunicator.h>
 #include <RZCore/RZProcess.h>

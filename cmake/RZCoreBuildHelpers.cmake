@@ -1,10 +1,12 @@
 # Build conventions shared by every target of the project.
 
-# ccache, when present. Sloppiness lets precompiled headers hit the cache.
+# ccache, when present. Sloppiness lets precompiled headers hit the cache; the base directory and
+# no-hash-dir let a second checkout of the same sources (CI's clean clone) hit it too.
 find_program(RZCORE_CCACHE ccache)
 if(RZCORE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(_rz_launcher ${CMAKE_COMMAND} -E env
       "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime"
+      "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "CCACHE_NOHASHDIR=1"
       ${RZCORE_CCACHE})
   set(CMAKE_C_COMPILER_LAUNCHER ${_rz_launcher})
   set(CMAKE_CXX_COMPILER_LAUNCHER ${_rz_launcher})

@@ -29,6 +29,8 @@ void demoSection(const char* title);
 void demoSay(const QString& text);
 
 void demoLogging(DemoContext& context);
+void demoUi(DemoContext& context);
+void demoHsm(DemoContext& context);
 void demoIpc(DemoContext& context);
 // The helper process of the IPC section: rzcore-demo --ipc-helper <server-name>.
 int demoIpcHelper(int argc, char** argv);

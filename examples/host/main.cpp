@@ -38,6 +38,8 @@ int main(int argc, char** argv)
         demoSay(QStringLiteral("  %1 -> %2").arg(it.key(), it.value()));
 
     demoLogging(context);
+    demoUi(context);
+    demoHsm(context);
     demoIpc(context);
 
     demoSection("shutdown");
