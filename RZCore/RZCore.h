@@ -33,3 +33,7 @@
 #include <RZCore/RZStringUtils.h>
 #include <RZCore/RZUtility.h>
 #include <RZCore/ZipOperate.h>
+
+// process communication
+#include <RZCore/RZCommunicator.h>
+#include <RZCore/RZProcess.h>

@@ -32,3 +32,6 @@ void demoLogging(DemoContext& context);
 void demoUi(DemoContext& context);
 void demoHsm(DemoContext& context);
 void demoFiles(DemoContext& context);
+void demoIpc(DemoContext& context);
+// The helper process of the IPC section: rzcore-demo --ipc-helper <server-name>.
+int demoIpcHelper(int argc, char** argv);
