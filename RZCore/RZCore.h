@@ -14,3 +14,7 @@
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+
+// events and scheduling
+#include <RZCore/events/RZCustomEvent.h>
+#include <RZCore/events/RZCustomEvents.h>
