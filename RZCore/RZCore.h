@@ -18,3 +18,4 @@
 // events and scheduling
 #include <RZCore/events/RZCustomEvent.h>
 #include <RZCore/events/RZCustomEvents.h>
+#include <RZCore/events/RZElapsedTimerManager.h>
