@@ -16,6 +16,7 @@
 #include <RZCore/log/RZLogSinks.h>
 
 // events and scheduling
+#include <RZCore/events/RZColdLoading.h>
 #include <RZCore/events/RZCustomEvent.h>
 #include <RZCore/events/RZCustomEvents.h>
 #include <RZCore/events/RZElapsedTimerManager.h>
