@@ -64,9 +64,10 @@ public:
     // The event's key: its class name as text.
     virtual std::string name() const = 0;
     virtual ~RZCustomEvent();
-    // The type of the payload tuple; a listener checks it before it reads the payload, so that an
-    // event of the same name but another payload is refused instead of misread.
+    // The payload tuple and its type. A listener of an event class defined elsewhere under the same
+    // name reads the payload through these, and refuses an event whose payload has another type.
     virtual const std::type_info& payloadType() const noexcept { return typeid(void); }
+    virtual void* payloadData() noexcept { return nullptr; }
 
     // Set when a listener claims the event; delivery stops there, and a second send of the same
     // object delivers nothing. Atomic because listeners on several threads read it.
@@ -81,6 +82,13 @@ template <typename T, typename = void> struct HasStaticName : std::false_type
 {
 };
 template <typename T> struct HasStaticName<T, std::void_t<decltype(T::staticName())>> : std::true_type
+{
+};
+
+// Whether T can be built from the elements of a payload tuple.
+template <typename T, typename Payload> struct FromPayload;
+template <typename T, typename... Args>
+struct FromPayload<T, std::tuple<Args...>> : std::is_constructible<T, std::add_lvalue_reference_t<Args>...>
 {
 };
 
@@ -105,6 +113,7 @@ public:
 
     std::string name() const override { return RZCustomEventNames::keyOf<T>(); }
     const std::type_info& payloadType() const noexcept override { return typeid(Payload); }
+    void* payloadData() noexcept override { return &payload; }
 
     template <std::size_t I> decltype(auto) get() { return std::get<I>(payload); }
     template <std::size_t I> decltype(auto) get() const { return std::get<I>(payload); }
@@ -186,9 +195,23 @@ public:
     // An empty callback throws std::bad_function_call here, as any empty std::function does.
     bool handle(const std::shared_ptr<RZCustomEvent>& event) override
     {
-        if (!event || !acceptPayload(*event, typeid(typename T::Payload)))
+        if (!event)
             return false;
-        return m_fnCallback(static_cast<T*>(event.get()));
+        RZCustomEvent& received = *event;
+        if (typeid(received) == typeid(T))
+            return m_fnCallback(static_cast<T*>(&received));
+        if (!acceptPayload(received, typeid(typename T::Payload)))
+            return false;
+        // A class of the same name and payload defined elsewhere (a host's own): the callback gets an
+        // event of this class over a copy of the payload, in which a reference still reaches the
+        // sender's object.
+        if constexpr (RZCustomEventNames::FromPayload<T, typename T::Payload>::value) {
+            T local = std::make_from_tuple<T>(*static_cast<typename T::Payload*>(received.payloadData()));
+            local.handled = received.handled.load();
+            return m_fnCallback(&local);
+        } else {
+            return false;
+        }
     }
 
 private:
