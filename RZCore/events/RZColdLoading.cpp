@@ -45,8 +45,8 @@ void RZColdTask::run()
     m_pThread.store(QThread::currentThread(), std::memory_order_release);
     m_nState.store(Running, std::memory_order_release);
     m_fnFunction();
-    RZHappensBefore::handedOver(this);
     m_nState.store(Finished, std::memory_order_release);
+    RZHappensBefore::handedOver(this); // the last touch: stop() deletes the task after it
 }
 
 bool RZColdTask::isFinished() const
