@@ -1,14 +1,13 @@
 #include <RZCore/events/RZColdLoading.h>
 #include <RZCore/events/RZCustomEvents.h>
 
+#include <QDeadlineTimer>
 #include <QThread>
 #include <QtTest>
 
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -23,10 +22,8 @@ public:
     }
     void open()
     {
-        {
-            std::lock_guard<std::mutex> lock(m_oMutex);
-            m_bOpen = true;
-        }
+        std::lock_guard<std::mutex> lock(m_oMutex);
+        m_bOpen = true;
         m_oCondition.notify_all();
     }
 
@@ -36,41 +33,51 @@ private:
     bool m_bOpen = false;
 };
 
-// Which task ran on which thread, in order of beginning.
+// Which task began on which thread, in order.
 class RunLog
 {
 public:
-    void add(int task)
+    // A task that logs itself, then waits at the gate if it has one.
+    RZColdTask* add(int id, Gate* gate = nullptr)
+    {
+        return RZColdLoadingManager::instance()->addTask([this, id, gate] {
+            {
+                std::lock_guard<std::mutex> lock(m_oMutex);
+                m_runs.append({id, QThread::currentThread()});
+            }
+            if (gate)
+                gate->wait();
+        });
+    }
+    QList<int> ids()
     {
         std::lock_guard<std::mutex> lock(m_oMutex);
-        m_tasks.push_back(task);
-        m_threads.push_back(QThread::currentThread());
+        QList<int> out;
+        for (const auto& run : std::as_const(m_runs))
+            out << run.first;
+        return out;
     }
-    std::vector<int> tasks() const
+    QThread* threadOf(int id)
     {
         std::lock_guard<std::mutex> lock(m_oMutex);
-        return m_tasks;
-    }
-    std::vector<QThread*> threads() const
-    {
-        std::lock_guard<std::mutex> lock(m_oMutex);
-        return m_threads;
-    }
-    int count(int task) const
-    {
-        const std::vector<int> all = tasks();
-        return int(std::count(all.cbegin(), all.cend(), task));
+        for (const auto& run : std::as_const(m_runs))
+            if (run.first == id)
+                return run.second;
+        return nullptr;
     }
 
 private:
-    mutable std::mutex m_oMutex;
-    std::vector<int> m_tasks;
-    std::vector<QThread*> m_threads;
+    std::mutex m_oMutex;
+    QList<QPair<int, QThread*>> m_runs;
 };
 
-RZColdLoadingManager* pool()
+void begin()
 {
-    return RZColdLoadingManager::instance();
+    RZCustomEventDispatcher::send<NotifyApplicationBegin>();
+}
+void end()
+{
+    RZCustomEventDispatcher::send<NotifyApplicationEnd>();
 }
 
 } // namespace
@@ -81,132 +88,102 @@ class tst_ColdLoading : public QObject
 
 private slots:
     void cleanup();
-    void runsOnThePool_data();
-    void runsOnThePool();
+    void runsInListOrder_data();
+    void runsInListOrder();
+    void fourThreadsAtMost();
     void waitFinished_data();
     void waitFinished();
     void startsAndStops_data();
     void startsAndStops();
-    void emptyFunctionThrowsInRun();
-    void copiesKeepTheState();
+    void tasksOnTheirOwn();
 };
 
 void tst_ColdLoading::cleanup()
 {
-    pool()->setMaxThreadCount(4);
-    RZCustomEventDispatcher::send<NotifyApplicationEnd>();
-    QCOMPARE(pool()->taskCount(), 0);
+    RZColdLoadingManager::instance()->setMaxThreadCount(4);
+    end();
+    QCOMPARE(RZColdLoadingManager::instance()->taskCount(), 0);
 }
 
-void tst_ColdLoading::runsOnThePool_data()
+void tst_ColdLoading::runsInListOrder_data()
 {
-    QTest::addColumn<int>("threads"); // 0: the pool's own four
-    QTest::addColumn<int>("tasks");
     QTest::addColumn<int>("starts");
 
-    QTest::newRow("one thread: list order") << 1 << 6 << 1;
-    QTest::newRow("one idle thread, second start: list order again") << 1 << 6 << 2;
-    QTest::newRow("the pool's own four threads") << 0 << 8 << 1;
+    QTest::newRow("one start") << 1;
+    // Once the pool's thread waits idle, QThreadPool hands it the next task directly.
+    QTest::newRow("second start, on an idle thread") << 2;
 }
 
-void tst_ColdLoading::runsOnThePool()
+void tst_ColdLoading::runsInListOrder()
 {
-    QFETCH(int, threads);
-    QFETCH(int, tasks);
     QFETCH(int, starts);
 
-    QCOMPARE(pool()->maxThreadCount(), 4);
-    if (threads > 0)
-        pool()->setMaxThreadCount(threads);
+    RZColdLoadingManager* pool = RZColdLoadingManager::instance();
+    pool->setMaxThreadCount(1);
     RunLog log;
-    std::atomic<int> running{0};
-    std::atomic<int> widest{0};
+    for (int i = 0; i < 6; ++i)
+        log.add(i);
+    QVERIFY(log.ids().isEmpty()); // adding queues nothing
+    for (int s = 0; s < starts; ++s) {
+        begin();
+        QVERIFY(pool->isStarted());
+        QTRY_COMPARE(log.ids().size(), 6 * (s + 1));
+        QTRY_COMPARE(pool->activeThreadCount(), 0);
+    }
+    end();
+    QVERIFY(!pool->isStarted());
+    const QList<int> once{0, 1, 2, 3, 4, 5};
+    QCOMPARE(log.ids(), starts == 1 ? once : once + once);
+    QVERIFY(log.threadOf(0) != QThread::currentThread());
+}
+
+void tst_ColdLoading::fourThreadsAtMost()
+{
+    RunLog log;
     Gate gate;
-    for (int i = 0; i < tasks; ++i)
-        pool()->addTask([&, i] {
-            log.add(i);
-            const int now = ++running;
-            int seen = widest.load();
-            while (now > seen && !widest.compare_exchange_weak(seen, now)) {
-            }
-            if (threads == 0)
-                gate.wait(); // keep every thread busy until the pool is full
-            --running;
-        });
-    QVERIFY(log.tasks().empty()); // adding queues nothing
-
-    RZCustomEventDispatcher::send<NotifyApplicationBegin>();
-    QVERIFY(pool()->isStarted());
-    if (starts == 2) {
-        // Once the pool's thread waits idle, it is handed the next task directly.
-        QTRY_COMPARE(int(log.tasks().size()), tasks);
-        QTRY_COMPARE(pool()->activeThreadCount(), 0);
-        RZCustomEventDispatcher::send<NotifyApplicationBegin>();
-    }
-    if (threads == 0) {
-        QTRY_COMPARE(running.load(), 4);
-        gate.open();
-    }
-    RZCustomEventDispatcher::send<NotifyApplicationEnd>();
-    QVERIFY(!pool()->isStarted());
-    QCOMPARE(pool()->taskCount(), 0);
-
-    const std::vector<int> order = log.tasks();
-    QCOMPARE(int(order.size()), tasks * starts);
-    QVERIFY(widest.load() <= (threads > 0 ? threads : 4));
-    if (threads == 1) {
-        for (int i = 0; i < tasks * starts; ++i)
-            QCOMPARE(order.at(i), i % tasks);
-    }
-    for (QThread* thread : log.threads())
-        QVERIFY(thread != QThread::currentThread());
+    for (int i = 0; i < 6; ++i)
+        log.add(i, &gate);
+    begin();
+    QTRY_COMPARE(log.ids().size(), 4);
+    QCOMPARE(RZColdLoadingManager::instance()->activeThreadCount(), 4);
+    gate.open();
+    end();
+    QCOMPARE(log.ids().size(), 6);
 }
 
 void tst_ColdLoading::waitFinished_data()
 {
     QTest::addColumn<QString>("state"); // of the task when waitFinished is called
     QTest::addColumn<bool>("onCaller");
-    QTest::addColumn<bool>("raised");
 
-    QTest::newRow("queued: runs on the caller, not on the pool") << "queued" << true << false;
-    QTest::newRow("running: its thread raised, the caller waits") << "running" << false << true;
-    QTest::newRow("finished: returns at once") << "finished" << false << false;
+    QTest::newRow("queued: runs on the caller, never on the pool") << "queued" << true;
+    QTest::newRow("running: its thread raised, the caller waits") << "running" << false;
+    QTest::newRow("finished: returns at once") << "finished" << false;
 }
 
 void tst_ColdLoading::waitFinished()
 {
     QFETCH(QString, state);
     QFETCH(bool, onCaller);
-    QFETCH(bool, raised);
 
     RunLog log;
     Gate blockers;
     Gate target;
-    std::atomic<QThread*> targetThread{nullptr};
-    // Four tasks that fill the pool, so that the fifth stays queued.
     if (state == QLatin1String("queued"))
-        for (int i = 0; i < 4; ++i)
-            pool()->addTask([&, i] {
-                log.add(i);
-                blockers.wait();
-            });
-    RZColdTask* task = pool()->addTask([&] {
-        targetThread = QThread::currentThread();
-        log.add(99);
-        if (state == QLatin1String("running"))
-            target.wait();
-    });
-
-    RZCustomEventDispatcher::send<NotifyApplicationBegin>();
+        for (int i = 0; i < 4; ++i) // fill the pool, so that the next one stays queued
+            log.add(i, &blockers);
+    RZColdTask* task = log.add(99, state == QLatin1String("running") ? &target : nullptr);
+    begin();
     std::thread opener;
+    std::atomic<bool> raised{false};
     if (state == QLatin1String("queued")) {
-        QTRY_COMPARE(int(log.tasks().size()), 4);
+        QTRY_COMPARE(log.ids().size(), 4);
     } else if (state == QLatin1String("running")) {
-        QTRY_VERIFY(targetThread.load() != nullptr);
-        // Opened once the caller has raised the task's thread.
-        opener = std::thread([&] {
-            QThread* thread = targetThread.load();
-            while (thread->priority() != QThread::HighestPriority)
+        QTRY_VERIFY(log.threadOf(99));
+        opener = std::thread([&] { // opens once the caller has raised the task's thread, or gives up
+            QDeadlineTimer deadline(10000);
+            while (!(raised = log.threadOf(99)->priority() == QThread::HighestPriority) &&
+                   !deadline.hasExpired())
                 std::this_thread::yield();
             target.open();
         });
@@ -216,68 +193,55 @@ void tst_ColdLoading::waitFinished()
 
     task->waitFinished();
     QVERIFY(task->isFinished());
-    QCOMPARE(log.count(99), 1);
-    QCOMPARE(targetThread.load() == QThread::currentThread(), onCaller);
-    if (raised)
-        QCOMPARE(targetThread.load()->priority(), QThread::HighestPriority);
-
+    QCOMPARE(log.threadOf(99) == QThread::currentThread(), onCaller);
     blockers.open();
     if (opener.joinable())
         opener.join();
-    RZCustomEventDispatcher::send<NotifyApplicationEnd>();
-    QCOMPARE(log.count(99), 1); // the pool never ran a task taken from its queue
+    QCOMPARE(raised.load(), state == QLatin1String("running"));
+    end();
+    QCOMPARE(log.ids().count(99), 1);
 }
 
 void tst_ColdLoading::startsAndStops_data()
 {
+    QTest::addColumn<int>("tasks");
     QTest::addColumn<int>("starts");
     QTest::addColumn<bool>("addAfterStart");
-    QTest::addColumn<int>("runsEach");
 
-    QTest::newRow("never started: deleted unrun") << 0 << false << 0;
-    QTest::newRow("started once") << 1 << false << 1;
-    QTest::newRow("a second start queues again") << 2 << false << 2;
-    QTest::newRow("added after start: never queued") << 1 << true << 1;
-    QTest::newRow("no tasks") << 1 << false << -1;
+    QTest::newRow("never started: deleted unrun") << 3 << 0 << false;
+    QTest::newRow("a second start queues again") << 3 << 2 << false;
+    QTest::newRow("added after start: never queued") << 3 << 1 << true;
+    QTest::newRow("no tasks") << 0 << 1 << false;
 }
 
 void tst_ColdLoading::startsAndStops()
 {
+    QFETCH(int, tasks);
     QFETCH(int, starts);
     QFETCH(bool, addAfterStart);
-    QFETCH(int, runsEach);
 
     RunLog log;
-    Gate gate;
-    const int tasks = runsEach < 0 ? 0 : 3;
     for (int i = 0; i < tasks; ++i)
-        pool()->addTask([&, i] {
-            gate.wait(); // every start queues while the first run is still held
-            log.add(i);
-        });
+        log.add(i);
     for (int i = 0; i < starts; ++i)
-        RZCustomEventDispatcher::send<NotifyApplicationBegin>();
+        begin();
     if (addAfterStart)
-        pool()->addTask([&] { log.add(99); });
-    QCOMPARE(pool()->taskCount(), tasks + (addAfterStart ? 1 : 0));
-
-    gate.open();
-    RZCustomEventDispatcher::send<NotifyApplicationEnd>();
-    QCOMPARE(pool()->taskCount(), 0);
+        log.add(99);
+    QCOMPARE(RZColdLoadingManager::instance()->taskCount(), tasks + (addAfterStart ? 1 : 0));
+    end();
+    QCOMPARE(RZColdLoadingManager::instance()->taskCount(), 0);
+    QCOMPARE(log.ids().size(), tasks * starts);
     for (int i = 0; i < tasks; ++i)
-        QCOMPARE(log.count(i), runsEach);
-    QCOMPARE(log.count(99), 0);
+        QCOMPARE(log.ids().count(i), starts);
 }
 
-void tst_ColdLoading::emptyFunctionThrowsInRun()
+void tst_ColdLoading::tasksOnTheirOwn()
 {
-    RZColdTask task{std::function<void()>()};
-    QVERIFY_EXCEPTION_THROWN(task.run(), std::bad_function_call);
-    QVERIFY(!task.isFinished());
-}
+    RZColdTask empty{std::function<void()>()};
+    QVERIFY_EXCEPTION_THROWN(empty.run(), std::bad_function_call);
+    QVERIFY(!empty.isFinished());
 
-void tst_ColdLoading::copiesKeepTheState()
-{
+    // Copies take the state along: a copy of a finished task is finished and runs the same function.
     int runs = 0;
     RZColdTask task([&runs] { ++runs; });
     task.run();
@@ -287,8 +251,7 @@ void tst_ColdLoading::copiesKeepTheState()
     assigned = moved;
     for (RZColdTask* copy : {&moved, &assigned}) {
         QVERIFY(copy->isFinished());
-        QVERIFY(!copy->autoDelete());
-        copy->waitFinished(); // finished: returns without running again
+        copy->waitFinished();
         copy->run();
     }
     QCOMPARE(runs, 3);
