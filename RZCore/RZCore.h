@@ -37,3 +37,8 @@
 // process communication
 #include <RZCore/RZCommunicator.h>
 #include <RZCore/RZProcess.h>
+// events and scheduling
+#include <RZCore/events/RZColdLoading.h>
+#include <RZCore/events/RZCustomEvent.h>
+#include <RZCore/events/RZCustomEvents.h>
+#include <RZCore/events/RZElapsedTimerManager.h>

@@ -35,3 +35,4 @@ void demoFiles(DemoContext& context);
 void demoIpc(DemoContext& context);
 // The helper process of the IPC section: rzcore-demo --ipc-helper <server-name>.
 int demoIpcHelper(int argc, char** argv);
+void demoEvents(DemoContext& context);

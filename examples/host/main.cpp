@@ -42,6 +42,7 @@ int main(int argc, char** argv)
     demoHsm(context);
     demoFiles(context);
     demoIpc(context);
+    demoEvents(context);
 
     demoSection("shutdown");
     app.stop();
