@@ -415,11 +415,13 @@ LoggerRegistry& registry()
 
 std::shared_ptr<RZBaseLogger> createLogger(const std::string& name, unsigned sinkFlags, std::string directory)
 {
-    (void)sinkFlags;
-    (void)directory;
     auto logger = std::make_shared<RZBaseLogger>(name);
     std::vector<std::shared_ptr<RZSink>> sinks;
     // Bit 0: file sink for `name` in `directory`; bit 1: colour console on standard output.
+    if (sinkFlags & 1u)
+        sinks.push_back(std::make_shared<VBLSink>(name, std::move(directory)));
+    if (sinkFlags & 2u)
+        sinks.push_back(std::make_shared<WinColorSink>(RZPlatform::standardOutputHandle()));
     logger->set_sinks_(std::move(sinks));
     initLogger(logger);
     return logger;

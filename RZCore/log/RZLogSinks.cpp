@@ -1,5 +1,13 @@
 #include <RZCore/log/RZLogSinks.h>
 
+#include <RZCore/platform/RZPlatform.h>
+
+#include <VblLogger.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
 namespace RZBaseLog {
 
 OstreamSink::OstreamSink(std::ostream& stream, bool autoFlush) : m_oStream(stream), m_bAutoFlush(autoFlush) {}
@@ -19,5 +27,114 @@ void OstreamSink::flush()
 {
     m_oStream.flush();
 }
+
+} // namespace RZBaseLog
+
+namespace RZBaseLog {
+
+// ---- colour console ----------------------------------------------------------------------------
+
+namespace {
+
+// Console attributes per level, indexed by levelIndex(): cyan, white, green, bright yellow, bright
+// red, bright white on red, none.
+constexpr std::uint16_t kLevelAttributes[kLevelCount] = {0x03, 0x07, 0x02, 0x0e, 0x0c, 0x4f, 0x00};
+
+} // namespace
+
+WinColorSink::WinColorSink(void* handle)
+    : m_pHandle(handle),
+      m_bIsConsole(RZPlatform::isUsableConsoleHandle(handle) && RZPlatform::isConsole(handle))
+{
+    std::copy(std::begin(kLevelAttributes), std::end(kLevelAttributes), std::begin(m_aAttributes));
+}
+
+void WinColorSink::log(const log_data& data)
+{
+    if (!RZPlatform::isUsableConsoleHandle(m_pHandle))
+        return;
+    thread_local std::string line;
+    line.clear();
+    const LevelSpan span = renderLine(data, line);
+    if (!m_bIsConsole || span.end <= span.begin) {
+        RZPlatform::writeToHandle(m_pHandle, line.data(), line.size());
+        return;
+    }
+    const int index = levelIndex(data.level);
+    const std::uint16_t attribute = index < 0 ? 0 : m_aAttributes[index];
+    RZPlatform::writeConsoleColoured(m_pHandle, line.data(), line.size(), span.begin, span.end, attribute);
+}
+
+void WinColorSink::flush() {}
+
+// ---- file logging service ----------------------------------------------------------------------
+
+namespace {
+
+constexpr char kVblPattern[] = "[%s][%i][%d][%f][%l][%F]%m";
+
+// Copies as much of `text` as fits a NUL-terminated field; the field's other bytes stay zero.
+template <std::size_t N>
+void copyField(char (&field)[N], std::string_view text)
+{
+    std::memset(field, 0, N);
+    std::memcpy(field, text.data(), std::min(text.size(), N - 1));
+}
+
+// The texts handed to the C interface must end in a NUL, and names longer than the record holds are
+// cut the way the record cut them at set-up.
+const char* nulTerminated(std::string& buffer, std::string_view text, std::size_t limit = std::string::npos)
+{
+    buffer.assign(text.data(), std::min(text.size(), limit));
+    return buffer.c_str();
+}
+
+} // namespace
+
+VBLSink::VBLSink(std::string name, std::string directory)
+{
+    VblLoggingConfig config;
+    vblDefaultLoggingConfig(&config);
+    copyField(config.pattern, kVblPattern);
+    config.reserved0 = 0;
+    config.reserved1 = 2;
+    copyField(config.loggerName, name);
+    copyField(config.directory, directory);
+    config.maxFiles = 3;
+    config.maxFileSize = 0x500000;
+    setupLoggingService(config, 2);
+    std::string shortName;
+    setLogLevel(nulTerminated(shortName, name, VBL_NAME_CAPACITY - 1), 0);
+    enableAutoFlushLog(1);
+}
+
+VBLSink::~VBLSink()
+{
+    teardownLoggingService();
+}
+
+void VBLSink::log(const log_data& data)
+{
+    thread_local std::string name;
+    thread_local std::string message;
+    nulTerminated(name, data.logger_name, VBL_NAME_CAPACITY - 1);
+    nulTerminated(message, data.message);
+    const int level = vblLevel(data.level);
+    if (data.location.line == 0) {
+        writeLog(name.c_str(), level, 0, nullptr, nullptr, -1, message.c_str());
+        return;
+    }
+    const char* file = nullptr;
+    char baseName[256];
+    if (data.location.filename) {
+        const std::string_view base = fileBaseName(data.location.filename);
+        std::memcpy(baseName, base.data(), base.size());
+        baseName[base.size()] = '\0';
+        file = baseName;
+    }
+    writeLog(name.c_str(), level, 0, file, data.location.funcname, data.location.line, message.c_str());
+}
+
+void VBLSink::flush() {}
 
 } // namespace RZBaseLog
