@@ -14,3 +14,4 @@
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+#include <RZCore/log/RZDebuger.h>
