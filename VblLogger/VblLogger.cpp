@@ -3,7 +3,6 @@
 #include "VblSystem_p.h"
 
 #include <atomic>
-#include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -65,46 +64,103 @@ std::vector<Segment> compilePattern(std::string_view pattern)
     return segments;
 }
 
-const char* levelName(int level)
+struct Text
 {
-    static const char* const kNames[] = {nullptr, "DEBUG", nullptr, "TRACE", "INFO", "WARN", "ERROR", "CRITICAL", "OFF"};
-    return level >= 0 && level < static_cast<int>(sizeof kNames / sizeof kNames[0]) ? kNames[level] : nullptr;
+    const char* data;
+    std::size_t size;
+};
+
+// Names of the levels; null for a level that prints as its number.
+Text levelName(int level)
+{
+    static const Text kNames[] = {{nullptr, 0}, {"DEBUG", 5}, {nullptr, 0}, {"TRACE", 5},    {"INFO", 4},
+                                  {"WARN", 4},  {"ERROR", 5}, {"CRITICAL", 8}, {"OFF", 3}};
+    return level >= 0 && level < static_cast<int>(sizeof kNames / sizeof kNames[0]) ? kNames[level] : Text{nullptr, 0};
 }
 
-void appendNumber(std::string& out, long long value)
+// The longest text a number marker can give ("-2147483648").
+constexpr std::size_t kNumberWidth = 11;
+// "2021-03-02 10:11:12.345"
+constexpr std::size_t kDateWidth = 23;
+
+char* writeNumber(char* out, long long value)
 {
-    char buffer[24];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    out.append(buffer, static_cast<std::size_t>(result.ptr - buffer));
+    char digits[24];
+    char* end = digits + sizeof digits;
+    char* p = end;
+    unsigned long long magnitude = value < 0 ? 0ull - static_cast<unsigned long long>(value)
+                                             : static_cast<unsigned long long>(value);
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0)
+        *--p = '-';
+    std::memcpy(out, p, static_cast<std::size_t>(end - p));
+    return out + (end - p);
 }
 
-// "2021-03-02 10:11:12.345". The part up to the seconds changes once a second, and strftime is most
-// of a line's cost: each thread keeps the text of its last second.
-void appendDate(std::string& out)
+// The texts of the last thread id and of the last second a logger wrote; it keeps them under its
+// lock. Formatting them is most of a line's cost, and both rarely change from one line to the next.
+class StampCache
 {
-    struct Cache
+public:
+    char* writeThreadId(char* out)
     {
-        std::int64_t seconds = INT64_MIN;
-        char text[32] = {};
-        std::size_t length = 0;
-    };
-    thread_local Cache cache;
-    std::int64_t seconds = 0;
-    int millis = 0;
-    VblSystem::now(&seconds, &millis);
-    if (cache.seconds != seconds) {
-        std::tm local{};
-        cache.length = VblSystem::localTime(seconds, &local)
-                           ? std::strftime(cache.text, sizeof cache.text, "%Y-%m-%d %H:%M:%S.", &local)
-                           : 0;
-        cache.seconds = cache.length ? seconds : INT64_MIN;
-        if (!cache.length)
-            return;
+        const std::uint32_t id = VblSystem::currentThreadId();
+        if (id != m_nThreadId || m_nThreadLength == 0) {
+            m_nThreadId = id;
+            m_nThreadLength = static_cast<std::size_t>(writeNumber(m_aThreadText, id) - m_aThreadText);
+        }
+        std::memcpy(out, m_aThreadText, m_nThreadLength);
+        return out + m_nThreadLength;
     }
-    out.append(cache.text, cache.length);
-    const char digits[3] = {static_cast<char>('0' + millis / 100), static_cast<char>('0' + millis / 10 % 10),
-                            static_cast<char>('0' + millis % 10)};
-    out.append(digits, 3);
+
+    char* writeDate(char* out)
+    {
+        std::int64_t seconds = 0;
+        int millis = 0;
+        VblSystem::now(&seconds, &millis);
+        if (seconds != m_nSeconds) {
+            std::tm local{};
+            const bool ok = VblSystem::localTime(seconds, &local)
+                            && std::strftime(m_aDateText, sizeof m_aDateText, "%Y-%m-%d %H:%M:%S.", &local)
+                                   == kDateWidth - 3;
+            m_nSeconds = ok ? seconds : INT64_MIN;
+            if (!ok)
+                return out;
+        }
+        std::memcpy(out, m_aDateText, kDateWidth - 3);
+        out += kDateWidth - 3;
+        *out++ = static_cast<char>('0' + millis / 100);
+        *out++ = static_cast<char>('0' + millis / 10 % 10);
+        *out++ = static_cast<char>('0' + millis % 10);
+        return out;
+    }
+
+private:
+    std::uint32_t m_nThreadId = 0;
+    std::size_t m_nThreadLength = 0;
+    char m_aThreadText[kNumberWidth] = {};
+    std::int64_t m_nSeconds = INT64_MIN;
+    char m_aDateText[32] = {};
+};
+
+std::size_t textLength(const char* text)
+{
+    return text ? std::strlen(text) : 0;
+}
+
+char* writeText(char* out, const char* text, std::size_t length)
+{
+    // Most pieces are a few bytes ("]["); a call to memcpy costs more than copying them.
+    if (length <= 16) {
+        for (std::size_t i = 0; i < length; ++i)
+            out[i] = text[i];
+    } else {
+        std::memcpy(out, text, length);
+    }
+    return out + length;
 }
 
 // A logger name as a file name: separators and characters no file system takes become '_'.
@@ -137,7 +193,19 @@ public:
         m_vPaths.push_back(base + ".log");
         for (int i = 1; i < count; ++i)
             m_vPaths.push_back(base + '.' + std::to_string(i) + ".log");
-        m_strLine.reserve(512);
+        for (const Segment& segment : m_vPattern) {
+            switch (segment.field) {
+            case Field::Literal: m_nFixedWidth += segment.text.size(); break;
+            case Field::Level:
+            case Field::Thread:
+            case Field::Line: m_nFixedWidth += kNumberWidth; break;
+            case Field::Date: m_nFixedWidth += kDateWidth; break;
+            case Field::File: ++m_nFileMarkers; break;
+            case Field::Function: ++m_nFunctionMarkers; break;
+            case Field::Message: ++m_nMessageMarkers; break;
+            }
+        }
+        m_nFixedWidth += VblSystem::kLineEndLength;
     }
     ~FileLogger() { close(); }
     FileLogger(const FileLogger&) = delete;
@@ -162,23 +230,22 @@ public:
         registryLock.unlock();
         if (m_bClosed || (m_hFile == VblSystem::kNoFile && !openLocked()))
             return;
-        m_strLine.clear();
-        format(m_strLine, level, file, function, line, message);
-        if (m_nMaxSize != 0 && m_nSize + m_strLine.size() > m_nMaxSize && m_nSize > 0
-            && m_nNextRotation <= nowSeconds()) {
+        const std::size_t size = format(level, file, function, line, message);
+        const char* text = m_pLine.get();
+        if (m_nMaxSize != 0 && m_nSize + size > m_nMaxSize && m_nSize > 0 && m_nNextRotation <= nowSeconds()) {
             rotateLocked();
             if (m_hFile == VblSystem::kNoFile)
                 return;
         }
         if (autoFlush) {
             flushPendingLocked();
-            VblSystem::writeAll(m_hFile, m_strLine.data(), m_strLine.size());
+            VblSystem::writeAll(m_hFile, text, size);
         } else {
-            m_strPending += m_strLine;
+            m_strPending.append(text, size);
             if (m_strPending.size() >= kPendingLimit)
                 flushPendingLocked();
         }
-        m_nSize += m_strLine.size();
+        m_nSize += size;
     }
 
     void flushPending()
@@ -205,43 +272,47 @@ private:
         return seconds;
     }
 
-    void format(std::string& out, int level, const char* file, const char* function, int line,
-                const char* message) const
+    // Lays the line out in m_pLine, sized once for the longest line these values can give; returns
+    // its length.
+    std::size_t format(int level, const char* file, const char* function, int line, const char* message)
     {
+        const std::size_t fileLength = textLength(file);
+        const std::size_t functionLength = textLength(function);
+        const std::size_t messageLength = textLength(message);
+        const std::size_t bound = m_nFixedWidth + fileLength * m_nFileMarkers + functionLength * m_nFunctionMarkers
+                                  + messageLength * m_nMessageMarkers;
+        if (bound > m_nLineCapacity) {
+            m_nLineCapacity = bound + bound / 2;
+            m_pLine.reset(new char[m_nLineCapacity]);
+        }
+        char* const begin = m_pLine.get();
+        char* out = begin;
         for (const Segment& segment : m_vPattern) {
             switch (segment.field) {
-            case Field::Literal: out += segment.text; break;
-            case Field::Level:
-                if (const char* name = levelName(level))
-                    out += name;
-                else
-                    appendNumber(out, level);
+            case Field::Literal: out = writeText(out, segment.text.data(), segment.text.size()); break;
+            case Field::Level: {
+                const Text name = levelName(level);
+                out = name.data ? writeText(out, name.data, name.size) : writeNumber(out, level);
                 break;
-            case Field::Thread: appendNumber(out, VblSystem::currentThreadId()); break;
-            case Field::Date: appendDate(out); break;
-            case Field::File:
-                if (file)
-                    out += file;
-                break;
+            }
+            case Field::Thread: out = m_oStamps.writeThreadId(out); break;
+            case Field::Date: out = m_oStamps.writeDate(out); break;
+            case Field::File: out = writeText(out, file, fileLength); break;
             case Field::Line:
                 if (line >= 0)
-                    appendNumber(out, line);
+                    out = writeNumber(out, line);
                 break;
-            case Field::Function:
-                if (function)
-                    out += function;
-                break;
-            case Field::Message:
-                if (message)
-                    out += message;
-                break;
+            case Field::Function: out = writeText(out, function, functionLength); break;
+            case Field::Message: out = writeText(out, message, messageLength); break;
             }
         }
         // A line longer than a whole file is cut so that it still fits one file.
-        const std::size_t endLength = std::strlen(VblSystem::kLineEnd);
-        if (m_nMaxSize != 0 && out.size() + endLength > m_nMaxSize)
-            out.resize(m_nMaxSize > endLength ? m_nMaxSize - endLength : 0);
-        out += VblSystem::kLineEnd;
+        constexpr std::size_t endLength = VblSystem::kLineEndLength;
+        std::size_t length = static_cast<std::size_t>(out - begin);
+        if (m_nMaxSize != 0 && length + endLength > m_nMaxSize)
+            length = m_nMaxSize > endLength ? static_cast<std::size_t>(m_nMaxSize - endLength) : 0;
+        std::memcpy(begin + length, VblSystem::kLineEnd, endLength);
+        return length + endLength;
     }
 
     bool openLocked()
@@ -294,6 +365,10 @@ private:
     const std::vector<Segment> m_vPattern;
     const std::uint64_t m_nMaxSize; // 0: no rotation
     std::vector<std::string> m_vPaths; // the live file, then the older ones
+    std::size_t m_nFixedWidth = 0;     // the most a line takes besides file, function and message
+    std::size_t m_nFileMarkers = 0;
+    std::size_t m_nFunctionMarkers = 0;
+    std::size_t m_nMessageMarkers = 0;
     std::atomic<int> m_nMinimumLevel{0};
 
     std::mutex m_oMutex; // guards everything below
@@ -301,7 +376,9 @@ private:
     std::uint64_t m_nSize = 0; // bytes of the live file, pending ones included
     std::int64_t m_nNextOpen = 0;
     std::int64_t m_nNextRotation = 0;
-    std::string m_strLine;
+    StampCache m_oStamps;
+    std::unique_ptr<char[]> m_pLine; // the line being written
+    std::size_t m_nLineCapacity = 0;
     std::string m_strPending;
     bool m_bClosed = false;
 };

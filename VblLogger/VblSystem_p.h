@@ -13,13 +13,14 @@ using FileHandle = std::intptr_t;
 constexpr FileHandle kNoFile = -1;
 
 // The platform's line end and path separator.
-extern const char* const kLineEnd;
-constexpr char kSeparator =
 #if defined(_WIN32)
-    '\\';
+constexpr char kLineEnd[] = "\r\n";
+constexpr char kSeparator = '\\';
 #else
-    '/';
+constexpr char kLineEnd[] = "\n";
+constexpr char kSeparator = '/';
 #endif
+constexpr std::size_t kLineEndLength = sizeof kLineEnd - 1;
 
 // Opens (creating it when missing) a file for appending; `size` gets its current length.
 // kNoFile on failure. Paths are UTF-8.

@@ -62,12 +62,11 @@ std::string_view fileBaseName(const char* file)
 {
     if (!file)
         return {};
-    const std::size_t length = ::strnlen(file, kBaseNameBuffer - 1);
-    std::size_t begin = 0;
-    for (std::size_t i = 0; i < length; ++i)
-        if (file[i] == '\\')
-            begin = i + 1;
-    return std::string_view(file + begin, length - begin);
+    const char* begin = file;
+    const char* const end = file + ::strnlen(file, kBaseNameBuffer - 1);
+    while (const void* slash = std::memchr(begin, '\\', static_cast<std::size_t>(end - begin)))
+        begin = static_cast<const char*>(slash) + 1;
+    return std::string_view(begin, static_cast<std::size_t>(end - begin));
 }
 
 std::int64_t currentTicks()

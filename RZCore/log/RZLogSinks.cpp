@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <memory>
 
 namespace RZBaseLog {
 
@@ -89,6 +90,28 @@ const char* nulTerminated(std::string& buffer, std::string_view text, std::size_
     return buffer.c_str();
 }
 
+// A per-thread copy of a text with a NUL behind it, grown as needed and never shrunk.
+class TextCopy
+{
+public:
+    const char* operator()(std::string_view text, std::size_t limit = std::string_view::npos)
+    {
+        const std::size_t size = std::min(text.size(), limit);
+        if (size + 1 > m_nCapacity) {
+            m_nCapacity = std::max<std::size_t>(size + 1, 2 * m_nCapacity);
+            m_pData.reset(new char[m_nCapacity]);
+        }
+        if (size)
+            std::memcpy(m_pData.get(), text.data(), size);
+        m_pData[size] = '\0';
+        return m_pData.get();
+    }
+
+private:
+    std::unique_ptr<char[]> m_pData;
+    std::size_t m_nCapacity = 0;
+};
+
 } // namespace
 
 VBLSink::VBLSink(std::string name, std::string directory)
@@ -115,24 +138,34 @@ VBLSink::~VBLSink()
 
 void VBLSink::log(const log_data& data)
 {
-    thread_local std::string name;
-    thread_local std::string message;
-    nulTerminated(name, data.logger_name, VBL_NAME_CAPACITY - 1);
-    nulTerminated(message, data.message);
+    struct Copies
+    {
+        TextCopy name;
+        TextCopy message;
+    };
+    thread_local Copies copies;
+    const char* name = copies.name(data.logger_name, VBL_NAME_CAPACITY - 1);
+    const char* message = copies.message(data.message);
     const int level = vblLevel(data.level);
     if (data.location.line == 0) {
-        writeLog(name.c_str(), level, 0, nullptr, nullptr, -1, message.c_str());
+        writeLog(name, level, 0, nullptr, nullptr, -1, message);
         return;
     }
     const char* file = nullptr;
     char baseName[256];
     if (data.location.filename) {
         const std::string_view base = fileBaseName(data.location.filename);
-        std::memcpy(baseName, base.data(), base.size());
-        baseName[base.size()] = '\0';
-        file = baseName;
+        // The name usually runs to the end of the text and is NUL-terminated as it is; a name cut
+        // at the length limit is copied. (A cut text has a byte behind the cut: it is longer.)
+        if (base.data()[base.size()] == '\0') {
+            file = base.data();
+        } else {
+            std::memcpy(baseName, base.data(), base.size());
+            baseName[base.size()] = '\0';
+            file = baseName;
+        }
     }
-    writeLog(name.c_str(), level, 0, file, data.location.funcname, data.location.line, message.c_str());
+    writeLog(name, level, 0, file, data.location.funcname, data.location.line, message);
 }
 
 void VBLSink::flush() {}

@@ -9,8 +9,6 @@
 
 namespace VblSystem {
 
-const char* const kLineEnd = "\n";
-
 FileHandle openForAppend(const std::string& path, std::uint64_t* size)
 {
     int fd;

@@ -7,8 +7,6 @@
 
 namespace VblSystem {
 
-const char* const kLineEnd = "\r\n";
-
 namespace {
 
 std::wstring widen(const std::string& text)
