@@ -17,7 +17,17 @@ namespace {
 // Lines collected before a write when auto-flush is off.
 constexpr std::size_t kPendingLimit = 64 * 1024;
 
-enum class Field : std::uint8_t { Literal, Level, Thread, Date, File, Line, Function, Message };
+enum class Field : std::uint8_t
+{
+    Literal,
+    Level,
+    Thread,
+    Date,
+    File,
+    Line,
+    Function,
+    Message
+};
 
 struct Segment
 {
@@ -40,14 +50,30 @@ std::vector<Segment> compilePattern(std::string_view pattern)
         const char marker = pattern[++i];
         Field field;
         switch (marker) {
-        case 's': field = Field::Level; break;
-        case 'i': field = Field::Thread; break;
-        case 'd': field = Field::Date; break;
-        case 'f': field = Field::File; break;
-        case 'l': field = Field::Line; break;
-        case 'F': field = Field::Function; break;
-        case 'm': field = Field::Message; break;
-        case '%': literal.push_back('%'); continue;
+        case 's':
+            field = Field::Level;
+            break;
+        case 'i':
+            field = Field::Thread;
+            break;
+        case 'd':
+            field = Field::Date;
+            break;
+        case 'f':
+            field = Field::File;
+            break;
+        case 'l':
+            field = Field::Line;
+            break;
+        case 'F':
+            field = Field::Function;
+            break;
+        case 'm':
+            field = Field::Message;
+            break;
+        case '%':
+            literal.push_back('%');
+            continue;
         default:
             literal.push_back('%');
             literal.push_back(marker);
@@ -73,9 +99,10 @@ struct Text
 // Names of the levels; null for a level that prints as its number.
 Text levelName(int level)
 {
-    static const Text kNames[] = {{nullptr, 0}, {"DEBUG", 5}, {nullptr, 0}, {"TRACE", 5},    {"INFO", 4},
+    static const Text kNames[] = {{nullptr, 0}, {"DEBUG", 5}, {nullptr, 0},    {"TRACE", 5}, {"INFO", 4},
                                   {"WARN", 4},  {"ERROR", 5}, {"CRITICAL", 8}, {"OFF", 3}};
-    return level >= 0 && level < static_cast<int>(sizeof kNames / sizeof kNames[0]) ? kNames[level] : Text{nullptr, 0};
+    return level >= 0 && level < static_cast<int>(sizeof kNames / sizeof kNames[0]) ? kNames[level]
+                                                                                    : Text{nullptr, 0};
 }
 
 // The longest text a number marker can give ("-2147483648").
@@ -88,8 +115,8 @@ char* writeNumber(char* out, long long value)
     char digits[24];
     char* end = digits + sizeof digits;
     char* p = end;
-    unsigned long long magnitude = value < 0 ? 0ull - static_cast<unsigned long long>(value)
-                                             : static_cast<unsigned long long>(value);
+    unsigned long long magnitude =
+        value < 0 ? 0ull - static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value);
     do {
         *--p = static_cast<char>('0' + magnitude % 10);
         magnitude /= 10;
@@ -123,9 +150,9 @@ public:
         VblSystem::now(&seconds, &millis);
         if (seconds != m_nSeconds) {
             std::tm local{};
-            const bool ok = VblSystem::localTime(seconds, &local)
-                            && std::strftime(m_aDateText, sizeof m_aDateText, "%Y-%m-%d %H:%M:%S.", &local)
-                                   == kDateWidth - 3;
+            const bool ok = VblSystem::localTime(seconds, &local) &&
+                            std::strftime(m_aDateText, sizeof m_aDateText, "%Y-%m-%d %H:%M:%S.", &local) ==
+                                kDateWidth - 3;
             m_nSeconds = ok ? seconds : INT64_MIN;
             if (!ok)
                 return out;
@@ -181,7 +208,8 @@ public:
     explicit FileLogger(const VblLoggingConfig& config)
         : m_strName(config.loggerName, ::strnlen(config.loggerName, VBL_NAME_CAPACITY)),
           m_strDirectory(config.directory, ::strnlen(config.directory, VBL_DIRECTORY_CAPACITY)),
-          m_vPattern(compilePattern(std::string_view(config.pattern, ::strnlen(config.pattern, VBL_PATTERN_CAPACITY)))),
+          m_vPattern(compilePattern(
+              std::string_view(config.pattern, ::strnlen(config.pattern, VBL_PATTERN_CAPACITY)))),
           m_nMaxSize(config.maxFileSize)
     {
         std::string base = m_strDirectory;
@@ -195,14 +223,26 @@ public:
             m_vPaths.push_back(base + '.' + std::to_string(i) + ".log");
         for (const Segment& segment : m_vPattern) {
             switch (segment.field) {
-            case Field::Literal: m_nFixedWidth += segment.text.size(); break;
+            case Field::Literal:
+                m_nFixedWidth += segment.text.size();
+                break;
             case Field::Level:
             case Field::Thread:
-            case Field::Line: m_nFixedWidth += kNumberWidth; break;
-            case Field::Date: m_nFixedWidth += kDateWidth; break;
-            case Field::File: ++m_nFileMarkers; break;
-            case Field::Function: ++m_nFunctionMarkers; break;
-            case Field::Message: ++m_nMessageMarkers; break;
+            case Field::Line:
+                m_nFixedWidth += kNumberWidth;
+                break;
+            case Field::Date:
+                m_nFixedWidth += kDateWidth;
+                break;
+            case Field::File:
+                ++m_nFileMarkers;
+                break;
+            case Field::Function:
+                ++m_nFunctionMarkers;
+                break;
+            case Field::Message:
+                ++m_nMessageMarkers;
+                break;
             }
         }
         m_nFixedWidth += VblSystem::kLineEndLength;
@@ -232,7 +272,8 @@ public:
             return;
         const std::size_t size = format(level, file, function, line, message);
         const char* text = m_pLine.get();
-        if (m_nMaxSize != 0 && m_nSize + size > m_nMaxSize && m_nSize > 0 && m_nNextRotation <= nowSeconds()) {
+        if (m_nMaxSize != 0 && m_nSize + size > m_nMaxSize && m_nSize > 0 &&
+            m_nNextRotation <= nowSeconds()) {
             rotateLocked();
             if (m_hFile == VblSystem::kNoFile)
                 return;
@@ -279,8 +320,8 @@ private:
         const std::size_t fileLength = textLength(file);
         const std::size_t functionLength = textLength(function);
         const std::size_t messageLength = textLength(message);
-        const std::size_t bound = m_nFixedWidth + fileLength * m_nFileMarkers + functionLength * m_nFunctionMarkers
-                                  + messageLength * m_nMessageMarkers;
+        const std::size_t bound = m_nFixedWidth + fileLength * m_nFileMarkers +
+                                  functionLength * m_nFunctionMarkers + messageLength * m_nMessageMarkers;
         if (bound > m_nLineCapacity) {
             m_nLineCapacity = bound + bound / 2;
             m_pLine.reset(new char[m_nLineCapacity]);
@@ -289,21 +330,33 @@ private:
         char* out = begin;
         for (const Segment& segment : m_vPattern) {
             switch (segment.field) {
-            case Field::Literal: out = writeText(out, segment.text.data(), segment.text.size()); break;
+            case Field::Literal:
+                out = writeText(out, segment.text.data(), segment.text.size());
+                break;
             case Field::Level: {
                 const Text name = levelName(level);
                 out = name.data ? writeText(out, name.data, name.size) : writeNumber(out, level);
                 break;
             }
-            case Field::Thread: out = m_oStamps.writeThreadId(out); break;
-            case Field::Date: out = m_oStamps.writeDate(out); break;
-            case Field::File: out = writeText(out, file, fileLength); break;
+            case Field::Thread:
+                out = m_oStamps.writeThreadId(out);
+                break;
+            case Field::Date:
+                out = m_oStamps.writeDate(out);
+                break;
+            case Field::File:
+                out = writeText(out, file, fileLength);
+                break;
             case Field::Line:
                 if (line >= 0)
                     out = writeNumber(out, line);
                 break;
-            case Field::Function: out = writeText(out, function, functionLength); break;
-            case Field::Message: out = writeText(out, message, messageLength); break;
+            case Field::Function:
+                out = writeText(out, function, functionLength);
+                break;
+            case Field::Message:
+                out = writeText(out, message, messageLength);
+                break;
             }
         }
         // A line longer than a whole file is cut so that it still fits one file.
@@ -363,7 +416,7 @@ private:
     const std::string m_strName;
     const std::string m_strDirectory;
     const std::vector<Segment> m_vPattern;
-    const std::uint64_t m_nMaxSize; // 0: no rotation
+    const std::uint64_t m_nMaxSize;    // 0: no rotation
     std::vector<std::string> m_vPaths; // the live file, then the older ones
     std::size_t m_nFixedWidth = 0;     // the most a line takes besides file, function and message
     std::size_t m_nFileMarkers = 0;
@@ -436,11 +489,13 @@ public:
                 logger->flushPending();
     }
 
-    void write(const char* name, int level, const char* file, const char* function, int line, const char* message)
+    void write(const char* name, int level, const char* file, const char* function, int line,
+               const char* message)
     {
         std::unique_lock<std::mutex> lock(m_oMutex);
         if (FileLogger* logger = find(name))
-            logger->write(lock, level, file, function, line, message, m_bAutoFlush.load(std::memory_order_relaxed));
+            logger->write(lock, level, file, function, line, message,
+                          m_bAutoFlush.load(std::memory_order_relaxed));
     }
 
     void teardown()

@@ -37,7 +37,8 @@ void vblSink(benchmark::State& state)
     RZBaseLog::RZBaseLogger* logger = g_loggers->vbl.get();
     int i = 0;
     for (auto _ : state)
-        RZLOG_TO(logger, RZBaseLog::LogLevel::info, "bench line %d: the quick brown fox jumps over the lazy dog", ++i);
+        RZLOG_TO(logger, RZBaseLog::LogLevel::info,
+                 "bench line %d: the quick brown fox jumps over the lazy dog", ++i);
     state.SetItemsProcessed(state.iterations());
 }
 
@@ -56,7 +57,8 @@ void bareStdio(benchmark::State& state)
     int i = 0;
     char line[256];
     for (auto _ : state) {
-        const int n = std::snprintf(line, sizeof line, "bench line %d: the quick brown fox jumps over the lazy dog\n", ++i);
+        const int n = std::snprintf(line, sizeof line,
+                                    "bench line %d: the quick brown fox jumps over the lazy dog\n", ++i);
         std::fwrite(line, 1, static_cast<std::size_t>(n), g_loggers->bare);
         std::fflush(g_loggers->bare);
     }
@@ -81,7 +83,8 @@ public:
 
 std::string runName(const char* base, int threads, int round)
 {
-    return std::string(base) + "/round:" + std::to_string(round) + "/real_time/threads:" + std::to_string(threads);
+    return std::string(base) + "/round:" + std::to_string(round) +
+           "/real_time/threads:" + std::to_string(threads);
 }
 
 } // namespace
@@ -95,8 +98,8 @@ int main(int argc, char** argv)
 
     loggers.vbl = RZBaseLog::createLogger("vbl_bench", 1, dir); // flush level 1: a flush after every line
     loggers.spd = std::make_shared<spdlog::logger>(
-        "spdlog_bench", std::make_shared<spdlog::sinks::rotating_file_sink_mt>(dir + "/spdlog_bench.log", kMaxSize,
-                                                                               kMaxFiles));
+        "spdlog_bench", std::make_shared<spdlog::sinks::rotating_file_sink_mt>(dir + "/spdlog_bench.log",
+                                                                               kMaxSize, kMaxFiles));
     loggers.spd->flush_on(spdlog::level::trace);
     loggers.bare = std::fopen((dir + "/bare.log").c_str(), "w");
 
@@ -105,7 +108,8 @@ int main(int argc, char** argv)
             benchmark::RegisterBenchmark(("VBLSink/round:" + std::to_string(round)).c_str(), vblSink)
                 ->Threads(threads)
                 ->UseRealTime();
-            benchmark::RegisterBenchmark(("spdlog_rotating_mt/round:" + std::to_string(round)).c_str(), spdlogRotating)
+            benchmark::RegisterBenchmark(("spdlog_rotating_mt/round:" + std::to_string(round)).c_str(),
+                                         spdlogRotating)
                 ->Threads(threads)
                 ->UseRealTime();
         }
@@ -120,7 +124,8 @@ int main(int argc, char** argv)
             const double vbl = reporter.rates[runName("VBLSink", threads, round)];
             const double spd = reporter.rates[runName("spdlog_rotating_mt", threads, round)];
             if (vbl > 0 && spd > 0)
-                std::printf("  %d thread(s), round %d: %9.0f / %9.0f = %.2f\n", threads, round, vbl, spd, vbl / spd);
+                std::printf("  %d thread(s), round %d: %9.0f / %9.0f = %.2f\n", threads, round, vbl, spd,
+                            vbl / spd);
         }
     std::fclose(loggers.bare);
     loggers.vbl.reset();

@@ -7,7 +7,8 @@
 
 namespace {
 
-void writeLine(RZBaseLog::LogLevel level, const char* file, const char* function, int line, const QString& text)
+void writeLine(RZBaseLog::LogLevel level, const char* file, const char* function, int line,
+               const QString& text)
 {
     // A debuger that outlives the loggers (after clearAll) stays silent.
     RZBaseLog::RZBaseLogger* logger = RZBaseLog::defaultLogger();
@@ -56,7 +57,8 @@ RZScopeDebuger::RZScopeDebuger(const RZDebuger& debuger)
 RZScopeDebuger::~RZScopeDebuger()
 {
     if (m_bEnabled)
-        writeLine(RZBaseLog::LogLevel::info, m_pFile, m_pFunction, m_nLine, QStringLiteral("ScopeEnd-") + m_strText);
+        writeLine(RZBaseLog::LogLevel::info, m_pFile, m_pFunction, m_nLine,
+                  QStringLiteral("ScopeEnd-") + m_strText);
 }
 
 RZHighFrequencyLog* RZHighFrequencyLog::getInstance()

@@ -22,7 +22,8 @@ class RZCORE_EXPORT RZDebuger
 {
 public:
     // The level the line is written at. Any other value writes nothing.
-    enum Mode : int {
+    enum Mode : int
+    {
         Trace = 0,
         Info = 1,
         Warn = 2,
@@ -41,8 +42,7 @@ public:
     // The stream the text is built with; null when the line is off.
     QDebug* stream() const { return m_pStream; }
 
-    template <typename T>
-    RZDebuger& operator<<(const T& value)
+    template <typename T> RZDebuger& operator<<(const T& value)
     {
         if (m_pStream)
             *m_pStream << value;
@@ -104,15 +104,15 @@ private:
 
 // The enclosing function as "Class::method", kept in static storage per call site.
 #if defined(__GNUC__) || defined(__clang__)
-#define RZDEBUGER_FUNCTION                                                                               \
-    [](const auto& pretty) {                                                                             \
-        static const auto name = ::RZBaseLog::detail::qualifiedFunctionName(pretty);                    \
-        return static_cast<const char*>(name.text);                                                      \
+#define RZDEBUGER_FUNCTION                                                                                   \
+    [](const auto& pretty) {                                                                                 \
+        static const auto name = ::RZBaseLog::detail::qualifiedFunctionName(pretty);                         \
+        return static_cast<const char*>(name.text);                                                          \
     }(__PRETTY_FUNCTION__)
 #else
 #define RZDEBUGER_FUNCTION __FUNCTION__
 #endif
 
 #define RZDEBUGER(mode, prefix) RZDebuger((mode), __FILE__, RZDEBUGER_FUNCTION, __LINE__, (prefix))
-#define RZDEBUGER_CHANNEL(channel, mode, prefix)                                                         \
+#define RZDEBUGER_CHANNEL(channel, mode, prefix)                                                             \
     RZDebuger((channel), (mode), __FILE__, RZDEBUGER_FUNCTION, __LINE__, (prefix))

@@ -4,6 +4,7 @@
 #define WIN32_LEAN_AND_MEAN
 #endif
 #include <io.h>
+#include <stdlib.h>
 #include <windows.h>
 
 namespace RZPlatform {
@@ -23,9 +24,26 @@ void* standardOutputHandle()
     return ::GetStdHandle(STD_OUTPUT_HANDLE);
 }
 
+namespace {
+#if defined(_MSC_VER)
+// The CRT would end the process on a descriptor it does not know; an unknown one is simply invalid.
+void ignoreInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, uintptr_t) {}
+#endif
+} // namespace
+
 void* consoleHandleFromDescriptor(int fd)
 {
-    return fd < 0 ? nullptr : reinterpret_cast<void*>(::_get_osfhandle(fd));
+    if (fd < 0)
+        return nullptr;
+#if defined(_MSC_VER)
+    const _invalid_parameter_handler previous =
+        ::_set_thread_local_invalid_parameter_handler(ignoreInvalidParameter);
+    const intptr_t handle = ::_get_osfhandle(fd);
+    ::_set_thread_local_invalid_parameter_handler(previous);
+#else
+    const intptr_t handle = ::_get_osfhandle(fd);
+#endif
+    return reinterpret_cast<void*>(handle);
 }
 
 bool isUsableConsoleHandle(void* handle)

@@ -67,7 +67,7 @@ bool makeDirectories(const std::string& path)
     if (::stat(path.c_str(), &info) == 0)
         return S_ISDIR(info.st_mode);
     // Create each missing component from the top; "exists" is fine for all but the last check.
-    for (std::size_t at = path.find('/', 1); ; at = path.find('/', at + 1)) {
+    for (std::size_t at = path.find('/', 1);; at = path.find('/', at + 1)) {
         const std::string part = path.substr(0, at);
         if (!part.empty() && ::mkdir(part.c_str(), 0755) != 0 && errno != EEXIST)
             return false;
