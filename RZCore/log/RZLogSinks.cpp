@@ -82,15 +82,8 @@ void copyField(char (&field)[N], std::string_view text)
     std::memcpy(field, text.data(), std::min(text.size(), N - 1));
 }
 
-// The texts handed to the C interface must end in a NUL, and names longer than the record holds are
-// cut the way the record cut them at set-up.
-const char* nulTerminated(std::string& buffer, std::string_view text, std::size_t limit = std::string::npos)
-{
-    buffer.assign(text.data(), std::min(text.size(), limit));
-    return buffer.c_str();
-}
-
-// A per-thread copy of a text with a NUL behind it, grown as needed and never shrunk.
+// A per-thread copy of a text with a NUL behind it, for the C interface; grown as needed and never
+// shrunk.
 class TextCopy
 {
 public:
@@ -126,8 +119,8 @@ VBLSink::VBLSink(std::string name, std::string directory)
     config.maxFiles = 3;
     config.maxFileSize = 0x500000;
     setupLoggingService(config, 2);
-    std::string shortName;
-    setLogLevel(nulTerminated(shortName, name, VBL_NAME_CAPACITY - 1), 0);
+    // Names longer than the record holds are cut the same way for every call.
+    setLogLevel(name.substr(0, VBL_NAME_CAPACITY - 1).c_str(), 0);
     enableAutoFlushLog(1);
 }
 
