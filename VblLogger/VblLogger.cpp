@@ -29,10 +29,20 @@ enum class Field : std::uint8_t
     Message
 };
 
+// Pieces of up to this many bytes are copied with one fixed-size copy into a line buffer that has
+// this much room to spare behind its end.
+constexpr std::size_t kShort = 16;
+
 struct Segment
 {
+    Segment(Field f, const std::string& literal = std::string()) : field(f), text(literal)
+    {
+        if (literal.size() <= kShort)
+            std::memcpy(shortText, literal.data(), literal.size());
+    }
     Field field;
-    std::string text; // the literal's text
+    std::string text;            // the literal's text
+    char shortText[kShort] = {}; // the same, padded, when it is short
 };
 
 std::vector<Segment> compilePattern(std::string_view pattern)
@@ -80,29 +90,43 @@ std::vector<Segment> compilePattern(std::string_view pattern)
             continue;
         }
         if (!literal.empty()) {
-            segments.push_back({Field::Literal, literal});
+            segments.emplace_back(Field::Literal, literal);
             literal.clear();
         }
-        segments.push_back({field, std::string()});
+        segments.emplace_back(field);
     }
     if (!literal.empty())
-        segments.push_back({Field::Literal, literal});
+        segments.emplace_back(Field::Literal, literal);
     return segments;
 }
 
-struct Text
+// Copies a piece of at most kShort bytes from a padded source.
+char* writeShort(char* out, const char* padded, std::size_t length)
 {
-    const char* data;
+    std::memcpy(out, padded, kShort);
+    return out + length;
+}
+
+char* writeText(char* out, const char* text, std::size_t length)
+{
+    if (length)
+        std::memcpy(out, text, length);
+    return out + length;
+}
+
+struct Name
+{
+    char text[kShort];
     std::size_t size;
 };
 
-// Names of the levels; null for a level that prints as its number.
-Text levelName(int level)
+// Names of the levels; an empty name for a level that prints as its number.
+const Name& levelName(int level)
 {
-    static const Text kNames[] = {{nullptr, 0}, {"DEBUG", 5}, {nullptr, 0},    {"TRACE", 5}, {"INFO", 4},
-                                  {"WARN", 4},  {"ERROR", 5}, {"CRITICAL", 8}, {"OFF", 3}};
-    return level >= 0 && level < static_cast<int>(sizeof kNames / sizeof kNames[0]) ? kNames[level]
-                                                                                    : Text{nullptr, 0};
+    static const Name kNames[] = {{"", 0},     {"DEBUG", 5}, {"", 0},         {"TRACE", 5}, {"INFO", 4},
+                                  {"WARN", 4}, {"ERROR", 5}, {"CRITICAL", 8}, {"OFF", 3}};
+    static const Name kNone = {"", 0};
+    return level >= 0 && level < static_cast<int>(sizeof kNames / sizeof kNames[0]) ? kNames[level] : kNone;
 }
 
 // The longest text a number marker can give ("-2147483648").
@@ -112,19 +136,19 @@ constexpr std::size_t kDateWidth = 23;
 
 char* writeNumber(char* out, long long value)
 {
-    char digits[24];
-    char* end = digits + sizeof digits;
-    char* p = end;
     unsigned long long magnitude =
         value < 0 ? 0ull - static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value);
+    if (value < 0)
+        *out++ = '-';
+    std::size_t digits = 1;
+    for (unsigned long long rest = magnitude; rest >= 10; rest /= 10)
+        ++digits;
+    char* p = out + digits;
     do {
         *--p = static_cast<char>('0' + magnitude % 10);
         magnitude /= 10;
     } while (magnitude != 0);
-    if (value < 0)
-        *--p = '-';
-    std::memcpy(out, p, static_cast<std::size_t>(end - p));
-    return out + (end - p);
+    return out + digits;
 }
 
 // The texts of the last thread id and of the last second a logger wrote; it keeps them under its
@@ -139,8 +163,7 @@ public:
             m_nThreadId = id;
             m_nThreadLength = static_cast<std::size_t>(writeNumber(m_aThreadText, id) - m_aThreadText);
         }
-        std::memcpy(out, m_aThreadText, m_nThreadLength);
-        return out + m_nThreadLength;
+        return writeShort(out, m_aThreadText, m_nThreadLength);
     }
 
     char* writeDate(char* out)
@@ -168,7 +191,7 @@ public:
 private:
     std::uint32_t m_nThreadId = 0;
     std::size_t m_nThreadLength = 0;
-    char m_aThreadText[kNumberWidth] = {};
+    char m_aThreadText[kShort] = {};
     std::int64_t m_nSeconds = INT64_MIN;
     char m_aDateText[32] = {};
 };
@@ -176,18 +199,6 @@ private:
 std::size_t textLength(const char* text)
 {
     return text ? std::strlen(text) : 0;
-}
-
-char* writeText(char* out, const char* text, std::size_t length)
-{
-    // Most pieces are a few bytes ("]["); a call to memcpy costs more than copying them.
-    if (length <= 16) {
-        for (std::size_t i = 0; i < length; ++i)
-            out[i] = text[i];
-    } else {
-        std::memcpy(out, text, length);
-    }
-    return out + length;
 }
 
 // A logger name as a file name: separators and characters no file system takes become '_'.
@@ -205,22 +216,35 @@ std::string fileNameOf(const std::string& name)
 class FileLogger
 {
 public:
-    explicit FileLogger(const VblLoggingConfig& config)
-        : m_strName(config.loggerName, ::strnlen(config.loggerName, VBL_NAME_CAPACITY)),
-          m_strDirectory(config.directory, ::strnlen(config.directory, VBL_DIRECTORY_CAPACITY)),
-          m_vPattern(compilePattern(
-              std::string_view(config.pattern, ::strnlen(config.pattern, VBL_PATTERN_CAPACITY)))),
-          m_nMaxSize(config.maxFileSize)
+    explicit FileLogger(std::string name) : m_strName(std::move(name)) {}
+    FileLogger(const FileLogger&) = delete;
+    FileLogger& operator=(const FileLogger&) = delete;
+
+    const std::string& name() const { return m_strName; }
+    FileLogger* next() const { return m_pNext; }
+    void setNext(FileLogger* next) { m_pNext = next; }
+    void setMinimumLevel(int level) { m_nMinimumLevel.store(level, std::memory_order_relaxed); }
+
+    // (Re)starts the logger by a record: closes what was open, takes the record's layout, limits
+    // and directory, and opens the file.
+    void start(const VblLoggingConfig& config)
     {
+        std::lock_guard<std::mutex> lock(m_oMutex);
+        closeLocked();
+        m_strDirectory.assign(config.directory, ::strnlen(config.directory, VBL_DIRECTORY_CAPACITY));
+        m_vPattern =
+            compilePattern(std::string_view(config.pattern, ::strnlen(config.pattern, VBL_PATTERN_CAPACITY)));
+        m_nMaxSize = config.maxFileSize;
         std::string base = m_strDirectory;
         if (!base.empty() && base.back() != '/' && base.back() != '\\')
             base.push_back(VblSystem::kSeparator);
         base += fileNameOf(m_strName);
         const int count = config.maxFiles < 1 ? 1 : config.maxFiles;
-        m_vPaths.reserve(static_cast<std::size_t>(count));
-        m_vPaths.push_back(base + ".log");
+        m_vPaths.assign(1, base + ".log");
         for (int i = 1; i < count; ++i)
             m_vPaths.push_back(base + '.' + std::to_string(i) + ".log");
+        m_nFixedWidth = VblSystem::kLineEndLength;
+        m_nFileMarkers = m_nFunctionMarkers = m_nMessageMarkers = 0;
         for (const Segment& segment : m_vPattern) {
             switch (segment.field) {
             case Field::Literal:
@@ -245,29 +269,19 @@ public:
                 break;
             }
         }
-        m_nFixedWidth += VblSystem::kLineEndLength;
-    }
-    ~FileLogger() { close(); }
-    FileLogger(const FileLogger&) = delete;
-    FileLogger& operator=(const FileLogger&) = delete;
-
-    const std::string& name() const { return m_strName; }
-    void setMinimumLevel(int level) { m_nMinimumLevel.store(level, std::memory_order_relaxed); }
-
-    void open()
-    {
-        std::lock_guard<std::mutex> lock(m_oMutex);
+        m_nMinimumLevel.store(0, std::memory_order_relaxed);
+        m_nNextOpen = 0;
+        m_nNextRotation = 0;
+        m_bClosed = false;
         openLocked();
     }
 
-    // `registryLock` guards this object's life; it is released once the logger's own lock is held.
-    void write(std::unique_lock<std::mutex>& registryLock, int level, const char* file, const char* function,
-               int line, const char* message, bool autoFlush)
+    void write(int level, const char* file, const char* function, int line, const char* message,
+               bool autoFlush)
     {
         if (level < m_nMinimumLevel.load(std::memory_order_relaxed))
             return;
         std::lock_guard<std::mutex> lock(m_oMutex);
-        registryLock.unlock();
         if (m_bClosed || (m_hFile == VblSystem::kNoFile && !openLocked()))
             return;
         const std::size_t size = format(level, file, function, line, message);
@@ -298,13 +312,18 @@ public:
     void close()
     {
         std::lock_guard<std::mutex> lock(m_oMutex);
+        closeLocked();
+    }
+
+private:
+    void closeLocked()
+    {
         flushPendingLocked();
         VblSystem::closeFile(m_hFile);
         m_hFile = VblSystem::kNoFile;
         m_bClosed = true;
     }
 
-private:
     static std::int64_t nowSeconds()
     {
         std::int64_t seconds = 0;
@@ -321,7 +340,8 @@ private:
         const std::size_t functionLength = textLength(function);
         const std::size_t messageLength = textLength(message);
         const std::size_t bound = m_nFixedWidth + fileLength * m_nFileMarkers +
-                                  functionLength * m_nFunctionMarkers + messageLength * m_nMessageMarkers;
+                                  functionLength * m_nFunctionMarkers + messageLength * m_nMessageMarkers +
+                                  kShort;
         if (bound > m_nLineCapacity) {
             m_nLineCapacity = bound + bound / 2;
             m_pLine.reset(new char[m_nLineCapacity]);
@@ -331,11 +351,13 @@ private:
         for (const Segment& segment : m_vPattern) {
             switch (segment.field) {
             case Field::Literal:
-                out = writeText(out, segment.text.data(), segment.text.size());
+                out = segment.text.size() <= kShort
+                          ? writeShort(out, segment.shortText, segment.text.size())
+                          : writeText(out, segment.text.data(), segment.text.size());
                 break;
             case Field::Level: {
-                const Text name = levelName(level);
-                out = name.data ? writeText(out, name.data, name.size) : writeNumber(out, level);
+                const Name& name = levelName(level);
+                out = name.size ? writeShort(out, name.text, name.size) : writeNumber(out, level);
                 break;
             }
             case Field::Thread:
@@ -414,17 +436,18 @@ private:
     }
 
     const std::string m_strName;
-    const std::string m_strDirectory;
-    const std::vector<Segment> m_vPattern;
-    const std::uint64_t m_nMaxSize;    // 0: no rotation
+    FileLogger* m_pNext = nullptr; // set before the logger is published, then fixed
+    std::atomic<int> m_nMinimumLevel{0};
+
+    std::mutex m_oMutex; // guards everything below
+    std::string m_strDirectory;
+    std::vector<Segment> m_vPattern;
+    std::uint64_t m_nMaxSize = 0;      // 0: no rotation
     std::vector<std::string> m_vPaths; // the live file, then the older ones
     std::size_t m_nFixedWidth = 0;     // the most a line takes besides file, function and message
     std::size_t m_nFileMarkers = 0;
     std::size_t m_nFunctionMarkers = 0;
     std::size_t m_nMessageMarkers = 0;
-    std::atomic<int> m_nMinimumLevel{0};
-
-    std::mutex m_oMutex; // guards everything below
     VblSystem::FileHandle m_hFile = VblSystem::kNoFile;
     std::uint64_t m_nSize = 0; // bytes of the live file, pending ones included
     std::int64_t m_nNextOpen = 0;
@@ -433,11 +456,13 @@ private:
     std::unique_ptr<char[]> m_pLine; // the line being written
     std::size_t m_nLineCapacity = 0;
     std::string m_strPending;
-    bool m_bClosed = false;
+    bool m_bClosed = true;
 };
 
-// The process-wide service. Its mutex guards the list of loggers; a writer holds it only until it
-// holds the logger's own lock, so tear-down waits for lines in flight and no line sees a dead logger.
+// The process-wide service. Loggers are kept in a list that only grows: a logger is published
+// once, started again in place when its name is set up again, and closed (not freed) at tear-down,
+// so that a writer finds one without a lock and its own lock settles the rest. The service's mutex
+// orders set-up, level changes and tear-down.
 class Service
 {
 public:
@@ -455,22 +480,16 @@ public:
 
     void setup(const VblLoggingConfig& config)
     {
-        auto logger = std::make_unique<FileLogger>(config);
-        std::unique_ptr<FileLogger> replaced;
+        const std::string name(config.loggerName, ::strnlen(config.loggerName, VBL_NAME_CAPACITY));
         std::lock_guard<std::mutex> lock(m_oMutex);
-        FileLogger* raw = logger.get();
-        for (auto& entry : m_vLoggers)
-            if (entry->name() == raw->name()) {
-                replaced = std::move(entry);
-                entry = std::move(logger);
-                break;
-            }
-        if (logger)
-            m_vLoggers.push_back(std::move(logger));
-        // The old file is closed (its pending lines written) before the new one reads its size.
-        if (replaced)
-            replaced->close();
-        raw->open();
+        if (FileLogger* logger = find(name.c_str())) {
+            logger->start(config);
+            return;
+        }
+        FileLogger* logger = new FileLogger(name);
+        logger->start(config);
+        logger->setNext(m_pHead.load(std::memory_order_relaxed));
+        m_pHead.store(logger, std::memory_order_release);
     }
 
     void setLevel(const char* name, int level)
@@ -485,25 +504,23 @@ public:
         std::lock_guard<std::mutex> lock(m_oMutex);
         m_bAutoFlush.store(enable, std::memory_order_relaxed);
         if (enable)
-            for (const auto& logger : m_vLoggers)
+            for (FileLogger* logger = m_pHead.load(std::memory_order_relaxed); logger;
+                 logger = logger->next())
                 logger->flushPending();
     }
 
     void write(const char* name, int level, const char* file, const char* function, int line,
                const char* message)
     {
-        std::unique_lock<std::mutex> lock(m_oMutex);
         if (FileLogger* logger = find(name))
-            logger->write(lock, level, file, function, line, message,
-                          m_bAutoFlush.load(std::memory_order_relaxed));
+            logger->write(level, file, function, line, message, m_bAutoFlush.load(std::memory_order_relaxed));
     }
 
     void teardown()
     {
         std::lock_guard<std::mutex> lock(m_oMutex);
-        for (const auto& logger : m_vLoggers)
+        for (FileLogger* logger = m_pHead.load(std::memory_order_relaxed); logger; logger = logger->next())
             logger->close();
-        m_vLoggers.clear();
     }
 
 private:
@@ -511,14 +528,14 @@ private:
     {
         if (!name)
             return nullptr;
-        for (const auto& logger : m_vLoggers)
+        for (FileLogger* logger = m_pHead.load(std::memory_order_acquire); logger; logger = logger->next())
             if (logger->name() == name)
-                return logger.get();
+                return logger;
         return nullptr;
     }
 
     std::mutex m_oMutex;
-    std::vector<std::unique_ptr<FileLogger>> m_vLoggers;
+    std::atomic<FileLogger*> m_pHead{nullptr};
     std::atomic<bool> m_bAutoFlush{false};
 };
 

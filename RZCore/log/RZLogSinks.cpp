@@ -75,8 +75,7 @@ namespace {
 constexpr char kVblPattern[] = "[%s][%i][%d][%f][%l][%F]%m";
 
 // Copies as much of `text` as fits a NUL-terminated field; the field's other bytes stay zero.
-template <std::size_t N>
-void copyField(char (&field)[N], std::string_view text)
+template <std::size_t N> void copyField(char (&field)[N], std::string_view text)
 {
     std::memset(field, 0, N);
     std::memcpy(field, text.data(), std::min(text.size(), N - 1));
@@ -87,9 +86,9 @@ void copyField(char (&field)[N], std::string_view text)
 class TextCopy
 {
 public:
-    const char* operator()(std::string_view text, std::size_t limit = std::string_view::npos)
+    const char* operator()(std::string_view text)
     {
-        const std::size_t size = std::min(text.size(), limit);
+        const std::size_t size = text.size();
         if (size + 1 > m_nCapacity) {
             m_nCapacity = std::max<std::size_t>(size + 1, 2 * m_nCapacity);
             m_pData.reset(new char[m_nCapacity]);
@@ -131,14 +130,20 @@ VBLSink::~VBLSink()
 
 void VBLSink::log(const log_data& data)
 {
-    struct Copies
-    {
-        TextCopy name;
-        TextCopy message;
-    };
-    thread_local Copies copies;
-    const char* name = copies.name(data.logger_name, VBL_NAME_CAPACITY - 1);
-    const char* message = copies.message(data.message);
+    // NUL-terminated copies for the C interface: on the stack for the usual short line.
+    char name[VBL_NAME_CAPACITY];
+    const std::size_t nameLength = std::min<std::size_t>(data.logger_name.size(), VBL_NAME_CAPACITY - 1);
+    std::memcpy(name, data.logger_name.data(), nameLength);
+    name[nameLength] = '\0';
+    char shortMessage[512];
+    const char* message = shortMessage;
+    if (data.message.size() < sizeof shortMessage) {
+        std::memcpy(shortMessage, data.message.data(), data.message.size());
+        shortMessage[data.message.size()] = '\0';
+    } else {
+        thread_local TextCopy longMessage;
+        message = longMessage(data.message);
+    }
     const int level = vblLevel(data.level);
     if (data.location.line == 0) {
         writeLog(name, level, 0, nullptr, nullptr, -1, message);

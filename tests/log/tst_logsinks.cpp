@@ -88,6 +88,7 @@ struct FileLine
     int line;
     const char* function;
     QByteArray tail; // what follows "[level][thread][date]"
+    QByteArray message = "msg";
 };
 
 } // namespace
@@ -258,6 +259,9 @@ private slots:
         QTest::newRow("no file name") << FileLine{LogLevel::trace, nullptr, 5, "h", "[][5][h]msg"};
         QTest::newRow("cut at 255 bytes") << FileLine{LogLevel::warn, longPath.constData(), 1, "f",
                                                       "[" + QByteArray(255, 'p') + "][1][f]msg"};
+        const QByteArray longMessage(5000, 'm');
+        QTest::newRow("long message")
+            << FileLine{LogLevel::info, nullptr, 0, nullptr, "[][][]" + longMessage, longMessage};
     }
 
     void fileSinkLines()
@@ -267,7 +271,7 @@ private slots:
         const std::string name(200, 'L'); // longer than the service's record holds
         const std::shared_ptr<RZBaseLogger> logger = createLogger(name, 1, dir.path().toStdString());
         logger->set_level(0x3f);
-        logger->log(source_loc(c.file, c.line, c.function), c.level, "msg");
+        logger->log(source_loc(c.file, c.line, c.function), c.level, "%s", c.message.constData());
         // In the file at once, while the logger lives.
         const QStringList files = QDir(dir.path()).entryList(QDir::Files);
         QCOMPARE(files.size(), 1);
