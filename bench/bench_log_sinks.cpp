@@ -11,6 +11,7 @@
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -19,7 +20,7 @@
 
 namespace {
 
-constexpr int kRounds = 3;
+constexpr int kRounds = 5;
 constexpr std::size_t kMaxSize = 0x500000;
 constexpr std::size_t kMaxFiles = 3;
 
@@ -65,26 +66,37 @@ void bareStdio(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
-// Prints as usual and keeps each run's lines per second for the summary.
+// Prints as usual and keeps each run's lines per second (wall clock) and CPU time per line.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
+    struct Result
+    {
+        double linesPerSecond = 0;
+        double cpuPerLine = 0;
+    };
     void ReportRuns(const std::vector<Run>& runs) override
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             const auto it = run.counters.find("items_per_second");
             if (it != run.counters.end())
-                rates[run.benchmark_name()] = it->second.value;
+                results[run.benchmark_name()] = {it->second.value, run.GetAdjustedCPUTime()};
         }
     }
-    std::map<std::string, double> rates;
+    std::map<std::string, Result> results;
 };
 
 std::string runName(const char* base, int threads, int round)
 {
     return std::string(base) + "/round:" + std::to_string(round) +
            "/real_time/threads:" + std::to_string(threads);
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
 }
 
 } // namespace
@@ -118,15 +130,24 @@ int main(int argc, char** argv)
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
-    std::printf("\nVBLSink / spdlog rotating_file_sink_mt, lines per second:\n");
-    for (int threads : {1, 4})
+    std::printf(
+        "\nVBLSink / spdlog rotating_file_sink_mt: lines per second (wall clock), and the inverse ratio of "
+        "CPU time per line\n");
+    for (int threads : {1, 4}) {
+        std::vector<double> wall;
+        std::vector<double> cpu;
         for (int round = 0; round < kRounds; ++round) {
-            const double vbl = reporter.rates[runName("VBLSink", threads, round)];
-            const double spd = reporter.rates[runName("spdlog_rotating_mt", threads, round)];
-            if (vbl > 0 && spd > 0)
-                std::printf("  %d thread(s), round %d: %9.0f / %9.0f = %.2f\n", threads, round, vbl, spd,
-                            vbl / spd);
+            const auto vbl = reporter.results[runName("VBLSink", threads, round)];
+            const auto spd = reporter.results[runName("spdlog_rotating_mt", threads, round)];
+            if (vbl.linesPerSecond <= 0 || spd.linesPerSecond <= 0 || vbl.cpuPerLine <= 0)
+                continue;
+            wall.push_back(vbl.linesPerSecond / spd.linesPerSecond);
+            cpu.push_back(spd.cpuPerLine / vbl.cpuPerLine);
+            std::printf("  %d thread(s), round %d: %9.0f / %9.0f lines/s = %.2f;  CPU %.2f\n", threads, round,
+                        vbl.linesPerSecond, spd.linesPerSecond, wall.back(), cpu.back());
         }
+        std::printf("  %d thread(s), median: %.2f;  CPU %.2f\n", threads, median(wall), median(cpu));
+    }
     std::fclose(loggers.bare);
     loggers.vbl.reset();
     benchmark::Shutdown();
