@@ -232,8 +232,9 @@ public:
         std::lock_guard<std::mutex> lock(m_oMutex);
         closeLocked();
         m_strDirectory.assign(config.directory, ::strnlen(config.directory, VBL_DIRECTORY_CAPACITY));
-        m_vPattern =
-            compilePattern(std::string_view(config.pattern, ::strnlen(config.pattern, VBL_PATTERN_CAPACITY)));
+        const std::string_view pattern(config.pattern, ::strnlen(config.pattern, VBL_PATTERN_CAPACITY));
+        m_vPattern = compilePattern(pattern);
+        m_bDefaultPattern = pattern.empty() || pattern == VBL_DEFAULT_PATTERN;
         m_nMaxSize = config.maxFileSize;
         std::string base = m_strDirectory;
         if (!base.empty() && base.back() != '/' && base.back() != '\\')
@@ -348,6 +349,42 @@ private:
         }
         char* const begin = m_pLine.get();
         char* out = begin;
+        if (m_bDefaultPattern) {
+            // "[%s][%i][%d][%f][%l][%F]%m", the layout nearly every logger uses, in straight-line code.
+            const auto separator = [](char* at) {
+                at[0] = ']';
+                at[1] = '[';
+                return at + 2;
+            };
+            *out++ = '[';
+            const Name& name = levelName(level);
+            out = name.size ? writeShort(out, name.text, name.size) : writeNumber(out, level);
+            out = m_oStamps.writeThreadId(separator(out));
+            out = m_oStamps.writeDate(separator(out));
+            out = writeText(separator(out), file, fileLength);
+            out = separator(out);
+            if (line >= 0)
+                out = writeNumber(out, line);
+            out = writeText(separator(out), function, functionLength);
+            *out++ = ']';
+            out = writeText(out, message, messageLength);
+        } else {
+            out = formatByPattern(out, level, file, fileLength, function, functionLength, line, message,
+                                  messageLength);
+        }
+        // A line longer than a whole file is cut so that it still fits one file.
+        constexpr std::size_t endLength = VblSystem::kLineEndLength;
+        std::size_t length = static_cast<std::size_t>(out - begin);
+        if (m_nMaxSize != 0 && length + endLength > m_nMaxSize)
+            length = m_nMaxSize > endLength ? static_cast<std::size_t>(m_nMaxSize - endLength) : 0;
+        std::memcpy(begin + length, VblSystem::kLineEnd, endLength);
+        return length + endLength;
+    }
+
+    char* formatByPattern(char* out, int level, const char* file, std::size_t fileLength,
+                          const char* function, std::size_t functionLength, int line, const char* message,
+                          std::size_t messageLength)
+    {
         for (const Segment& segment : m_vPattern) {
             switch (segment.field) {
             case Field::Literal:
@@ -381,13 +418,7 @@ private:
                 break;
             }
         }
-        // A line longer than a whole file is cut so that it still fits one file.
-        constexpr std::size_t endLength = VblSystem::kLineEndLength;
-        std::size_t length = static_cast<std::size_t>(out - begin);
-        if (m_nMaxSize != 0 && length + endLength > m_nMaxSize)
-            length = m_nMaxSize > endLength ? static_cast<std::size_t>(m_nMaxSize - endLength) : 0;
-        std::memcpy(begin + length, VblSystem::kLineEnd, endLength);
-        return length + endLength;
+        return out;
     }
 
     bool openLocked()
@@ -442,6 +473,7 @@ private:
     std::mutex m_oMutex; // guards everything below
     std::string m_strDirectory;
     std::vector<Segment> m_vPattern;
+    bool m_bDefaultPattern = false;
     std::uint64_t m_nMaxSize = 0;      // 0: no rotation
     std::vector<std::string> m_vPaths; // the live file, then the older ones
     std::size_t m_nFixedWidth = 0;     // the most a line takes besides file, function and message
@@ -529,7 +561,7 @@ private:
         if (!name)
             return nullptr;
         for (FileLogger* logger = m_pHead.load(std::memory_order_acquire); logger; logger = logger->next())
-            if (logger->name() == name)
+            if (std::strcmp(logger->name().c_str(), name) == 0)
                 return logger;
         return nullptr;
     }

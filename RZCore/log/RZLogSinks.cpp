@@ -73,6 +73,8 @@ void WinColorSink::flush() {}
 namespace {
 
 constexpr char kVblPattern[] = "[%s][%i][%d][%f][%l][%F]%m";
+// vblLevel() as a table read in the line's path.
+constexpr int kVblLevels[kLevelCount] = {1, 3, 4, 5, 6, 7, 8};
 
 // Copies as much of `text` as fits a NUL-terminated field; the field's other bytes stay zero.
 template <std::size_t N> void copyField(char (&field)[N], std::string_view text)
@@ -144,7 +146,8 @@ void VBLSink::log(const log_data& data)
         thread_local TextCopy longMessage;
         message = longMessage(data.message);
     }
-    const int level = vblLevel(data.level);
+    const int index = levelIndex(data.level);
+    const int level = index < 0 ? 0 : kVblLevels[index];
     if (data.location.line == 0) {
         writeLog(name, level, 0, nullptr, nullptr, -1, message);
         return;

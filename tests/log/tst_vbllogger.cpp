@@ -118,6 +118,8 @@ private slots:
                                        "A::b",
                                        "text",
                                        "\\[ERROR\\]STAMP\\[a\\.cpp\\]\\[7\\]\\[A::b\\]text"};
+        QTest::newRow("all, level without a name")
+            << Marker{VBL_DEFAULT_PATTERN, 2, nullptr, 0, nullptr, "m", "\\[2\\]STAMP\\[\\]\\[0\\]\\[\\]m"};
         QTest::newRow("no location") << Marker{"<%f|%l|%F>", 4, nullptr, -1, nullptr, nullptr, "<\\|\\|>"};
         QTest::newRow("line 0") << Marker{"%l", 4, nullptr, 0, nullptr, nullptr, "0"};
         QTest::newRow("message") << Marker{"%m", 4, nullptr, -1, nullptr, "100% %s %n", "100% %s %n"};

@@ -79,7 +79,10 @@ bool makeDirectories(const std::string& path)
 
 std::uint32_t currentThreadId()
 {
-    thread_local const std::uint32_t tid = static_cast<std::uint32_t>(::syscall(SYS_gettid));
+    // Asked once per thread. The initial-exec model reads it without a call into the dynamic
+    // linker; four bytes fit the static TLS reserve even when the library is loaded late.
+    thread_local __attribute__((tls_model("initial-exec"))) const std::uint32_t tid =
+        static_cast<std::uint32_t>(::syscall(SYS_gettid));
     return tid;
 }
 
