@@ -19,8 +19,13 @@
  *   %F  function name (empty when none is given)
  *   %m  message
  *   %%  a percent sign
- * Anything else is copied as it stands. Each `writeLog` call gives exactly one line, followed by the
- * platform's line end ("\n", or "\r\n" on Windows).
+ * Anything else is copied as it stands; an empty pattern is the default one. Each `writeLog` call gives
+ * exactly one line, followed by the platform's line end ("\n", or "\r\n" on Windows); a line longer
+ * than a whole file is cut to fit one.
+ *
+ * In the file name, characters that some file system refuses (/ \ : * ? " < > | and control
+ * characters) become '_', so that a name never leads out of its directory; an empty name gives
+ * "vbl.log".
  *
  * All functions may be called from any thread. Nothing is reported to the caller: a directory that
  * cannot be created or a file that cannot be written loses its lines silently, and the logger tries
