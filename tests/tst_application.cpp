@@ -34,7 +34,6 @@ private slots:
     void extractStartupArgs_data();
     void extractStartupArgs();
     void actionsRunInOrderEveryTime();
-    void quitActionDeletesOnce();
     void emptyActionStopsTheLoop();
     void topLevelWidgetGuard();
     void appInfoSeedsAndStores();
@@ -67,8 +66,6 @@ void TestApplication::extractStartupArgs_data()
     QTest::newRow("one argument fills several keys")
         << QStringList{"-nccparam:-import:y"}
         << ArgMap{{"-nccparam:", "-nccparam:-import:y"}, {"-import:", "-nccparam:-import:y"}};
-    QTest::newRow("import and bare open")
-        << QStringList{"-import:C:/m.mov", "C:/p.mp4"} << ArgMap{{"-import:", "-import:C:/m.mov"}, {"-open:", "C:/p.mp4"}};
 }
 
 void TestApplication::extractStartupArgs()
@@ -105,23 +102,6 @@ void TestApplication::actionsRunInOrderEveryTime()
     m_pApp->init(); // the lists are kept: everything runs again
     QCOMPARE(trace, (QStringList{"start1", "start2", "quit", "start1", "start2"}));
     QCOMPARE(seen, static_cast<QApplication*>(m_pApp));
-}
-
-void TestApplication::quitActionDeletesOnce()
-{
-    static QObject* s_manager = nullptr;
-    int deletions = 0;
-    s_manager = new QObject;
-    connect(s_manager, &QObject::destroyed, this, [&deletions] { ++deletions; });
-    RZApplication::getAppQuitActions().append([](QApplication*) {
-        if (s_manager) {
-            delete s_manager;
-            s_manager = nullptr;
-        }
-    });
-    m_pApp->unInit();
-    m_pApp->unInit();
-    QCOMPARE(deletions, 1);
 }
 
 void TestApplication::emptyActionStopsTheLoop()
