@@ -14,3 +14,11 @@
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+
+// files, folders and zip archives
+#include <RZCore/RZDir.h>
+#include <RZCore/RZDomDocument.h>
+#include <RZCore/RZFile.h>
+#include <RZCore/RZStringUtils.h>
+#include <RZCore/RZUtility.h>
+#include <RZCore/ZipOperate.h>

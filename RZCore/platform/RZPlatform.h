@@ -22,4 +22,39 @@ RZCORE_EXPORT bool localTime(std::time_t seconds, std::tm* out);
 // A readable name of a run-time type ("Foo::Bar"), demangled where the compiler mangles it.
 RZCORE_EXPORT std::string readableTypeName(const std::type_info& type);
 
+// ---- files and folders -------------------------------------------------------------------------
+// Paths cross the seam as UTF-8 text.
+
+// Free bytes of the volume that holds `utf8Path`, all of them, including any the caller's quota or
+// the superuser's reserve withholds (GetDiskFreeSpaceExW's total free bytes / statvfs f_bfree).
+// False when the path cannot be examined.
+RZCORE_EXPORT bool diskFreeBytes(const std::string& utf8Path, std::uint64_t* bytes);
+
+// The drive of the operating system: the text before the first backslash of the system folder
+// ("C:") on Windows, "/" on POSIX. Empty when the system cannot say.
+RZCORE_EXPORT std::string systemDrivePath();
+
+// Whether a path names a place on a network share. Windows: the text is rooted without a drive
+// letter ("\\server\share", "/x"). POSIX, where every absolute path is rooted: a UNC-like "//server"
+// or "\\server", or a path whose file system is a network one (NFS, SMB/CIFS, AFS, Ceph, 9P, ...).
+RZCORE_EXPORT bool isNetworkPath(const std::string& utf8Path);
+
+// Whether the file is a cloud placeholder whose content is not on this machine (offline or
+// recall-on-access attributes). False where the file system has no such attribute.
+RZCORE_EXPORT bool isOnlineFile(const std::string& utf8Path);
+
+// Opens a folder in the desktop's file manager, detached (explorer / xdg-open). False when the
+// file manager could not be started.
+RZCORE_EXPORT bool openInFileManager(const std::string& utf8Path);
+
+// Shows a file in the desktop's file manager: selected in its folder where the file manager can
+// (explorer /select), its folder opened otherwise.
+RZCORE_EXPORT bool revealInFileManager(const std::string& utf8Path);
+
+// Lets the user choose a folder (SHBrowseForFolderW / a Qt folder dialog), owned by the window
+// with the native handle `ownerWindow` (0 for none). False when cancelled or when no dialog can be
+// shown in this process.
+RZCORE_EXPORT bool browseForFolder(const std::string& utf8Title, std::uint64_t ownerWindow,
+                                   std::string* utf8Chosen);
+
 } // namespace RZPlatform
