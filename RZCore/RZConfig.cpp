@@ -1,0 +1,401 @@
+#include <RZCore/RZConfig.h>
+
+#include "RZConfig_p.h"
+
+#include <RZCore/RZAppInfo.h>
+#include <RZCore/RZCBSUrlReader.h>
+#include <RZCore/RZUtility.h>
+#include <RZCore/log/RZBaseLog.h>
+#include <RZCore/platform/RZPlatform.h>
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QMetaType>
+#include <QPair>
+#include <QTimer>
+
+namespace {
+
+const QString kDefaultConfigPath = QStringLiteral(":/RZCore/Resources/FConfig.ini");
+// The groups a new release rewrites in the user's file at every start of the main application.
+const char* const kReleaseGroups[] = {"Url", "EffectStore", "NCC"};
+constexpr int kSyncDelayMs = 100;
+
+std::atomic<bool> g_bIsMainApp{true};
+
+void restrictSettingsFile(const QString& path)
+{
+    RZPlatform::restrictSettingsFile(QFile::encodeName(QDir::toNativeSeparators(path)).toStdString());
+}
+
+} // namespace
+
+// ---- RZFlagUtility -------------------------------------------------------------------------------
+
+bool RZFlagUtility::getIsMainAppFlag()
+{
+    return g_bIsMainApp.load(std::memory_order_relaxed);
+}
+
+void RZFlagUtility::setIsMainAppFlag(bool isMainApp)
+{
+    g_bIsMainApp.store(isMainApp, std::memory_order_relaxed);
+}
+
+// ---- RZNativeSetting -----------------------------------------------------------------------------
+
+RZNativeSetting::RZNativeSetting(const QString& organization, const QString& application, QObject* parent)
+    : QSettings(QSettings::NativeFormat, QSettings::UserScope, organization, application, parent)
+{
+}
+
+RZNativeSetting::RZNativeSetting(const QString& fileName, QObject* parent)
+    : QSettings(fileName, QSettings::NativeFormat, parent)
+{
+}
+
+RZNativeSetting::RZNativeSetting(QObject* parent) : RZNativeSetting(QSettings::UserScope, parent) {}
+
+RZNativeSetting::RZNativeSetting(QSettings::Scope scope, const QString& organization, const QString& application,
+                                 QObject* parent)
+    : QSettings(QSettings::NativeFormat, scope, organization, application, parent)
+{
+}
+
+RZNativeSetting::RZNativeSetting(QSettings::Scope scope, QObject* parent)
+    : QSettings(QSettings::NativeFormat, scope,
+                QCoreApplication::organizationName().isEmpty() ? QCoreApplication::organizationDomain()
+                                                               : QCoreApplication::organizationName(),
+                QCoreApplication::applicationName(), parent)
+{
+}
+
+RZNativeSetting::~RZNativeSetting() = default;
+
+// ---- construction and the configuration thread ----------------------------------------------------
+
+RZConfig& RZConfig::Instance()
+{
+    static RZConfig oInstance;
+    return oInstance;
+}
+
+RZConfig::RZConfig()
+{
+    m_bSubProcess = !RZFlagUtility::getIsMainAppFlag();
+    if (GetCinveraDirectory().isEmpty())
+        RZLOG_WARN("configuration directory (application information 14) is not set");
+    InitAppSettings();
+    InitCaddyMsgSetting();
+    m_bAppCrashed = GetAppValue(QStringLiteral("APP_CRASH"), QStringLiteral("APP_CRASH"), QVariant()).toBool();
+    m_bFirstStart = !(GetUserState() & 0x1);
+    SetAppStartDate();
+    qRegisterMetaType<QPair<QDateTime, short>>("QPair<QDateTime, short>");
+
+    // The settings objects belong to the configuration thread from here on.
+    if (m_pAppSettings)
+        m_pAppSettings->moveToThread(this);
+    if (m_pCaddySettings)
+        m_pCaddySettings->moveToThread(this);
+    start(QThread::InheritPriority);
+    // A write made after Instance() returned must reach the file; those made above, while the
+    // thread took no tasks, stay in memory only.
+    m_oWorkerReady.acquire();
+}
+
+RZConfig::~RZConfig()
+{
+    quit();
+    wait(QDeadlineTimer(QDeadlineTimer::Forever));
+    delete m_pAppSettings;
+    delete m_pCaddySettings;
+}
+
+void RZConfig::run()
+{
+    QObject oWorkerContext;
+    {
+        QMutexLocker lock(&m_oPostMutex);
+        m_pWorkerContext = &oWorkerContext;
+    }
+    m_oWorkerReady.release();
+
+    exec();
+
+    {
+        QMutexLocker lock(&m_oPostMutex);
+        m_pWorkerContext = nullptr;
+    }
+    // Writes posted before the stop still belong in the files.
+    QCoreApplication::sendPostedEvents(&oWorkerContext, QEvent::MetaCall);
+    QWriteLocker lock(&m_oAppLock); // a sub-process reads m_pAppSettings on its own threads
+    if (m_pAppSettings) {
+        m_pAppSettings->sync();
+        delete m_pAppSettings;
+        m_pAppSettings = nullptr;
+    }
+    if (m_pCaddySettings) {
+        m_pCaddySettings->sync();
+        delete m_pCaddySettings;
+        m_pCaddySettings = nullptr;
+    }
+}
+
+void RZConfig::post(std::function<void()> task)
+{
+    QMutexLocker lock(&m_oPostMutex);
+    if (m_pWorkerContext)
+        QMetaObject::invokeMethod(m_pWorkerContext, std::move(task), Qt::AutoConnection);
+}
+
+void RZConfig::checkExceptLockIni(const QString& path)
+{
+    RZUtility::removeExceptLockIni(path, {QStringLiteral("FConfig"), QStringLiteral("Cinvera")});
+}
+
+void RZConfig::InitAppSettings()
+{
+    const QString userPath = settingsFilePath(QStringLiteral("FConfig.ini"));
+    checkExceptLockIni(userPath);
+
+    if (QFile::exists(userPath)) {
+        restrictSettingsFile(userPath);
+        m_pAppSettings = new RZConfigIniSettings(userPath);
+        if (m_bSubProcess) {
+            RZLOG_INFO("getIsMainAppFlag:false, SubProcessName:%s",
+                       qUtf8Printable(QCoreApplication::applicationName()));
+            return;
+        }
+        // A new release brings its service addresses: these groups follow the default, key by key.
+        // Every other group keeps what the user's file holds, and there is no other merge.
+        QSettings defaults(kDefaultConfigPath, QSettings::IniFormat);
+        for (const char* group : kReleaseGroups) {
+            defaults.beginGroup(QLatin1String(group));
+            const QStringList keys = defaults.childKeys();
+            for (const QString& key : keys)
+                SetAppValueWithoutSync(QLatin1String(group), key, defaults.value(key));
+            defaults.endGroup();
+        }
+        SetAppValue(QStringLiteral("ProjectTemplate"), QStringLiteral("ProjectTemplateBackupCustomShow"), false);
+    } else if (QFile::exists(kDefaultConfigPath)) {
+        QFile::copy(kDefaultConfigPath, userPath);
+        // The copy of a resource is read-only; the user's file must be writable.
+        restrictSettingsFile(userPath);
+        m_pAppSettings = new RZConfigIniSettings(userPath);
+    } else {
+        RZLOG_ERROR("Init config error!");
+        exit(0);
+        return;
+    }
+    fillAppCache(m_pAppSettings);
+}
+
+void RZConfig::InitCaddyMsgSetting()
+{
+    const QString path = settingsFilePath(QStringLiteral("CaddyMsg.ini"));
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    file.close();
+    m_pCaddySettings = new QSettings(path, QSettings::IniFormat);
+    // The file's groups go to the application cache, where GetCaddyMsgValue reads them.
+    fillAppCache(m_pCaddySettings);
+}
+
+// Only the constructor fills the cache, before any other thread can reach the object.
+void RZConfig::fillAppCache(QSettings* settings)
+{
+    const QStringList groups = settings->childGroups();
+    for (const QString& group : groups) {
+        settings->beginGroup(group);
+        QMap<QString, QVariant>& values = m_oAppCache[group];
+        const QStringList keys = settings->childKeys();
+        for (const QString& key : keys)
+            values.insert(key, settings->value(key));
+        settings->endGroup();
+    }
+}
+
+// ---- the application settings -----------------------------------------------------------------------
+
+QVariant RZConfig::GetAppValue(const QString& group, const QString& key, const QVariant& defaultValue) const
+{
+    QReadLocker lock(&m_oAppLock);
+    QVariant result;
+    if (m_bSubProcess) {
+        if (m_pAppSettings)
+            result = m_pAppSettings->value(group + QLatin1Char('/') + key);
+    } else {
+        const auto values = m_oAppCache.constFind(group);
+        if (values != m_oAppCache.cend()) {
+            const auto value = values->constFind(key);
+            if (value != values->cend())
+                result = *value;
+        }
+    }
+    if (!result.isValid()) {
+        const auto overridden = m_oOverrideValues.constFind(key);
+        if (overridden != m_oOverrideValues.cend())
+            return QVariant(*overridden);
+    }
+    if (result.isNull())
+        return defaultValue;
+    return result;
+}
+
+QMap<QString, QVariant> RZConfig::GetAppGroup(const QString& group) const
+{
+    QReadLocker lock(&m_oAppLock);
+    return m_oAppCache.value(group);
+}
+
+void RZConfig::SetAppValue(const QString& group, const QString& key, const QVariant& value)
+{
+    {
+        QWriteLocker lock(&m_oAppLock);
+        m_oAppCache[group][key] = value;
+    }
+    post([this, group, key, value] {
+        SetAppValueWithoutSync(group, key, value);
+        scheduleSync(key);
+    });
+}
+
+void RZConfig::SetAppValueWithoutSync(const QString& group, const QString& key, const QVariant& value)
+{
+    const auto overridden = m_oOverrideValues.find(key);
+    if (overridden != m_oOverrideValues.end())
+        *overridden = value.toString();
+    // One "group/key" path rather than beginGroup/endGroup: a sub-process reads the same object on
+    // other threads, and the group prefix is state those reads share.
+    if (!key.isEmpty() && m_pAppSettings)
+        m_pAppSettings->setValue(group + QLatin1Char('/') + key, value);
+}
+
+// Configuration thread: the first write of a burst schedules the one sync that the burst costs.
+void RZConfig::scheduleSync(const QString& key)
+{
+    if (key.isEmpty() || !m_pAppSettings || m_bSyncPending || !m_pWorkerContext)
+        return;
+    m_bSyncPending = true;
+    QTimer::singleShot(kSyncDelayMs, m_pWorkerContext, [this] {
+        if (m_pAppSettings)
+            m_pAppSettings->sync();
+        m_bSyncPending = false;
+    });
+}
+
+void RZConfig::RemoveAppGroup(const QString& group)
+{
+    QWriteLocker lock(&m_oAppLock);
+    m_oAppCache.remove(group);
+    post([this, group] {
+        if (!m_pAppSettings)
+            return;
+        if (group.isEmpty()) {
+            // QSettings::remove("") would empty the whole file; the group "" is the top-level keys.
+            const QStringList keys = m_pAppSettings->childKeys();
+            for (const QString& key : keys)
+                m_pAppSettings->remove(key);
+        } else {
+            m_pAppSettings->remove(group);
+        }
+    });
+}
+
+// ---- "CaddyMsg.ini" ------------------------------------------------------------------------------------
+
+QVariant RZConfig::GetCaddyMsgValue(const QString& group, const QString& key) const
+{
+    QWriteLocker lock(&m_oCaddyLock);
+    // What the file held at start lives in the application cache, under its lock.
+    QReadLocker appLock(&m_oAppLock);
+    const auto values = m_oAppCache.constFind(group);
+    if (values == m_oAppCache.cend())
+        return QVariant();
+    return values->value(key);
+}
+
+QMap<QString, QVariant> RZConfig::GetCaddyMsgGroup(const QString& group) const
+{
+    QReadLocker lock(&m_oCaddyLock);
+    return m_oCaddyCache.value(group);
+}
+
+void RZConfig::SetCaddyMsgValue(const QString& group, const QString& key, const QVariant& value)
+{
+    QWriteLocker lock(&m_oCaddyLock);
+    m_oCaddyCache[group][key] = value;
+    post([this, group, key, value] {
+        if (m_pCaddySettings && !key.isEmpty())
+            m_pCaddySettings->setValue(group + QLatin1Char('/') + key, value);
+    });
+}
+
+void RZConfig::RemoveCaddyMsgGroup(const QString& group)
+{
+    QWriteLocker lock(&m_oCaddyLock);
+    m_oCaddyCache.remove(group);
+    post([this, group] {
+        if (!m_pCaddySettings)
+            return;
+        if (group.isEmpty()) {
+            const QStringList keys = m_pCaddySettings->childKeys();
+            for (const QString& key : keys)
+                m_pCaddySettings->remove(key);
+        } else {
+            m_pCaddySettings->remove(group);
+        }
+    });
+}
+
+// ---- the machine value store ---------------------------------------------------------------------------
+
+// A value read once per run, a missing one included.
+QVariant RZConfig::GetRegValue(const QString& name) const
+{
+    {
+        QMutexLocker lock(&m_oRegMutex);
+        const auto cached = m_oRegCache.constFind(name);
+        if (cached != m_oRegCache.cend())
+            return QVariant(*cached);
+    }
+    const QVariant value = RZPlatform::machineValue(name);
+    QMutexLocker lock(&m_oRegMutex);
+    m_oRegCache.insert(name, value.toString());
+    return value;
+}
+
+// A store the process may not write keeps the value in memory for this run.
+void RZConfig::SetRegValue(const QString& name, const QVariant& value)
+{
+    {
+        QMutexLocker lock(&m_oRegMutex);
+        m_oRegCache.insert(name, value.toString());
+    }
+    RZPlatform::setMachineValue(name, value);
+}
+
+// ---- directories and files --------------------------------------------------------------------------
+
+QString RZConfig::GetCinveraDirectory()
+{
+    return IRZAppInfo::getInstance()->value(14);
+}
+
+QString RZConfig::GetCinveraDocumentDirectory()
+{
+    return IRZAppInfo::getInstance()->value(16);
+}
+
+QString RZConfig::settingsFilePath(const QString& fileName)
+{
+    return QDir::fromNativeSeparators(QStringLiteral("%1%2%3").arg(GetCinveraDirectory(), QDir::separator(), fileName));
+}
+
+QString RZConfig::GetCinveraConfigFile()
+{
+    return settingsFilePath(QStringLiteral("Cinvera.ini"));
+}
