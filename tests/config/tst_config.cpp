@@ -225,6 +225,20 @@ void TestConfig::burstOfWritesCostsFewSyncs()
     QTRY_COMPARE(onDisk(QStringLiteral("Burst/Value")).toInt(), 999);
     QTRY_VERIFY(writes >= 1);
     QVERIFY2(writes <= 3, qPrintable(QStringLiteral("%1 file writes").arg(writes)));
+
+    // A stream of writes from another thread for 300 ms: a sync per 100 ms, not per batch.
+    writes = 0;
+    std::unique_ptr<QThread> writer(QThread::create([&config] {
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; timer.elapsed() < 300; ++i)
+            config.SetAppValue(QStringLiteral("Burst"), QStringLiteral("Stream"), i);
+        config.SetAppValue(QStringLiteral("Burst"), QStringLiteral("Stream"), -1);
+    }));
+    writer->start();
+    QTRY_VERIFY(writer->isFinished());
+    QTRY_COMPARE(onDisk(QStringLiteral("Burst/Stream")).toInt(), -1);
+    QVERIFY2(writes <= 6, qPrintable(QStringLiteral("%1 file writes").arg(writes)));
     // The empty key of storedValueVersusDefault never reached the file.
     QCOMPARE(onDisk(QStringLiteral("Misc/Written")).toString(), QString(""));
     QVERIFY(!onDisk(QStringLiteral("Misc")).isValid());
