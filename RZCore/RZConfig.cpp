@@ -26,6 +26,61 @@ constexpr int kSyncDelayMs = 100;
 
 std::atomic<bool> g_bIsMainApp{true};
 
+// The application cache's lock is recursive: a thread that already holds it, to read or to write,
+// passes through. Qt's Recursive mode pays for that with a mutex and a hash of reader threads on
+// every read, several times the cost of the cache lookup; a depth per thread gives the same
+// recursion to the plain lock, whose read side is a single atomic operation. (There is one store
+// per process, hence one depth per thread.) As with Qt's mode, a reader cannot become a writer.
+struct AppLockDepth
+{
+    int nReads = 0;
+    int nWrites = 0;
+};
+thread_local AppLockDepth t_oAppLockDepth;
+
+class AppReadLocker
+{
+public:
+    explicit AppReadLocker(QReadWriteLock& lock)
+        : m_pLock(t_oAppLockDepth.nReads == 0 && t_oAppLockDepth.nWrites == 0 ? &lock : nullptr)
+    {
+        if (m_pLock)
+            m_pLock->lockForRead();
+        ++t_oAppLockDepth.nReads;
+    }
+    ~AppReadLocker()
+    {
+        --t_oAppLockDepth.nReads;
+        if (m_pLock)
+            m_pLock->unlock();
+    }
+    Q_DISABLE_COPY(AppReadLocker)
+
+private:
+    QReadWriteLock* m_pLock;
+};
+
+class AppWriteLocker
+{
+public:
+    explicit AppWriteLocker(QReadWriteLock& lock) : m_pLock(t_oAppLockDepth.nWrites == 0 ? &lock : nullptr)
+    {
+        if (m_pLock)
+            m_pLock->lockForWrite();
+        ++t_oAppLockDepth.nWrites;
+    }
+    ~AppWriteLocker()
+    {
+        --t_oAppLockDepth.nWrites;
+        if (m_pLock)
+            m_pLock->unlock();
+    }
+    Q_DISABLE_COPY(AppWriteLocker)
+
+private:
+    QReadWriteLock* m_pLock;
+};
+
 void restrictSettingsFile(const QString& path)
 {
     RZPlatform::restrictSettingsFile(QFile::encodeName(QDir::toNativeSeparators(path)).toStdString());
@@ -131,7 +186,7 @@ void RZConfig::run()
     }
     // Writes posted before the stop still belong in the files.
     QCoreApplication::sendPostedEvents(&oWorkerContext, QEvent::MetaCall);
-    QWriteLocker lock(&m_oAppLock); // a sub-process reads m_pAppSettings on its own threads
+    AppWriteLocker lock(m_oAppLock); // a sub-process reads m_pAppSettings on its own threads
     if (m_pAppSettings) {
         m_pAppSettings->sync();
         delete m_pAppSettings;
@@ -222,7 +277,7 @@ void RZConfig::fillAppCache(QSettings* settings)
 
 QVariant RZConfig::GetAppValue(const QString& group, const QString& key, const QVariant& defaultValue) const
 {
-    QReadLocker lock(&m_oAppLock);
+    AppReadLocker lock(m_oAppLock);
     QVariant result;
     if (m_bSubProcess) {
         if (m_pAppSettings)
@@ -247,14 +302,14 @@ QVariant RZConfig::GetAppValue(const QString& group, const QString& key, const Q
 
 QMap<QString, QVariant> RZConfig::GetAppGroup(const QString& group) const
 {
-    QReadLocker lock(&m_oAppLock);
+    AppReadLocker lock(m_oAppLock);
     return m_oAppCache.value(group);
 }
 
 void RZConfig::SetAppValue(const QString& group, const QString& key, const QVariant& value)
 {
     {
-        QWriteLocker lock(&m_oAppLock);
+        AppWriteLocker lock(m_oAppLock);
         m_oAppCache[group][key] = value;
     }
     post([this, group, key, value] {
@@ -289,7 +344,7 @@ void RZConfig::scheduleSync(const QString& key)
 
 void RZConfig::RemoveAppGroup(const QString& group)
 {
-    QWriteLocker lock(&m_oAppLock);
+    AppWriteLocker lock(m_oAppLock);
     m_oAppCache.remove(group);
     post([this, group] {
         if (!m_pAppSettings)
@@ -311,7 +366,7 @@ QVariant RZConfig::GetCaddyMsgValue(const QString& group, const QString& key) co
 {
     QWriteLocker lock(&m_oCaddyLock);
     // What the file held at start lives in the application cache, under its lock.
-    QReadLocker appLock(&m_oAppLock);
+    AppReadLocker appLock(m_oAppLock);
     const auto values = m_oAppCache.constFind(group);
     if (values == m_oAppCache.cend())
         return QVariant();

@@ -376,8 +376,10 @@ private:
     QMap<QString, QString> m_oOverrideValues;
     mutable QMutex m_oRegMutex;
     mutable QMap<QString, QString> m_oRegCache;
-    mutable QReadWriteLock m_oAppLock{QReadWriteLock::Recursive};
-    QMap<QString, QMap<QString, QVariant>> m_oAppCache;
+    // Recursive: a thread that holds it passes through (a depth per thread, see RZConfig.cpp).
+    mutable QReadWriteLock m_oAppLock;
+    // Group to key to value. Groups hashed: a read is one hash and one map lookup.
+    QHash<QString, QMap<QString, QVariant>> m_oAppCache;
     mutable QReadWriteLock m_oCaddyLock{QReadWriteLock::NonRecursive};
     QMap<QString, QMap<QString, QVariant>> m_oCaddyCache;
 

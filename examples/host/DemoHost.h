@@ -29,3 +29,4 @@ void demoSection(const char* title);
 void demoSay(const QString& text);
 
 void demoLogging(DemoContext& context);
+void demoConfig(DemoContext& context);

@@ -34,6 +34,7 @@ int main(int argc, char** argv)
         demoSay(QStringLiteral("  %1 -> %2").arg(it.key(), it.value()));
 
     demoLogging(context);
+    demoConfig(context);
 
     demoSection("shutdown");
     app.stop();
