@@ -7,9 +7,8 @@
 #include <QSettings>
 
 RZCBSUrlReader::RZCBSUrlReader()
-    : m_strFilePath(QDir::fromNativeSeparators(
-          QStringLiteral("%1%2%3").arg(RZConfig::GetCinveraDirectory(), QDir::separator(),
-                                       QStringLiteral("CustomProductInfo.ini"))))
+    : m_strFilePath(QDir::fromNativeSeparators(QStringLiteral("%1%2%3").arg(
+          RZConfig::GetCinveraDirectory(), QDir::separator(), QStringLiteral("CustomProductInfo.ini"))))
 {
 }
 

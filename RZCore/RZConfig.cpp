@@ -114,8 +114,8 @@ RZNativeSetting::RZNativeSetting(const QString& fileName, QObject* parent)
 
 RZNativeSetting::RZNativeSetting(QObject* parent) : RZNativeSetting(QSettings::UserScope, parent) {}
 
-RZNativeSetting::RZNativeSetting(QSettings::Scope scope, const QString& organization, const QString& application,
-                                 QObject* parent)
+RZNativeSetting::RZNativeSetting(QSettings::Scope scope, const QString& organization,
+                                 const QString& application, QObject* parent)
     : QSettings(QSettings::NativeFormat, scope, organization, application, parent)
 {
 }
@@ -145,7 +145,8 @@ RZConfig::RZConfig()
         RZLOG_WARN("configuration directory (application information 14) is not set");
     InitAppSettings();
     InitCaddyMsgSetting();
-    m_bAppCrashed = GetAppValue(QStringLiteral("APP_CRASH"), QStringLiteral("APP_CRASH"), QVariant()).toBool();
+    m_bAppCrashed =
+        GetAppValue(QStringLiteral("APP_CRASH"), QStringLiteral("APP_CRASH"), QVariant()).toBool();
     m_bFirstStart = !(GetUserState() & 0x1);
     SetAppStartDate();
     qRegisterMetaType<QPair<QDateTime, short>>("QPair<QDateTime, short>");
@@ -184,8 +185,9 @@ void RZConfig::run()
         QMutexLocker lock(&m_oPostMutex);
         m_pWorkerContext = nullptr;
     }
-    // Writes posted before the stop still belong in the files.
-    QCoreApplication::sendPostedEvents(&oWorkerContext, QEvent::MetaCall);
+    // Writes queued before the stop still belong in the files. They run here directly: at process
+    // exit the application object may be gone, and with it the delivery of events to this thread.
+    runTasks();
     AppWriteLocker lock(m_oAppLock); // a sub-process reads m_pAppSettings on its own threads
     if (m_pAppSettings) {
         m_pAppSettings->sync();
@@ -199,11 +201,32 @@ void RZConfig::run()
     }
 }
 
+// The tasks wait in a queue of their own, and the thread is woken once per batch: a burst of writes
+// costs one event, not one each, and the queue can be emptied without the event loop.
 void RZConfig::post(std::function<void()> task)
 {
     QMutexLocker lock(&m_oPostMutex);
-    if (m_pWorkerContext)
-        QMetaObject::invokeMethod(m_pWorkerContext, std::move(task), Qt::AutoConnection);
+    if (!m_pWorkerContext)
+        return;
+    const bool wake = m_oTasks.empty();
+    m_oTasks.push_back(std::move(task));
+    if (wake)
+        QMetaObject::invokeMethod(m_pWorkerContext, [this] { runTasks(); }, Qt::QueuedConnection);
+}
+
+void RZConfig::runTasks()
+{
+    for (;;) {
+        std::deque<std::function<void()>> tasks;
+        {
+            QMutexLocker lock(&m_oPostMutex);
+            tasks.swap(m_oTasks);
+        }
+        if (tasks.empty())
+            return;
+        for (const std::function<void()>& task : tasks)
+            task();
+    }
 }
 
 void RZConfig::checkExceptLockIni(const QString& path)
@@ -234,7 +257,8 @@ void RZConfig::InitAppSettings()
                 SetAppValueWithoutSync(QLatin1String(group), key, defaults.value(key));
             defaults.endGroup();
         }
-        SetAppValue(QStringLiteral("ProjectTemplate"), QStringLiteral("ProjectTemplateBackupCustomShow"), false);
+        SetAppValue(QStringLiteral("ProjectTemplate"), QStringLiteral("ProjectTemplateBackupCustomShow"),
+                    false);
     } else if (QFile::exists(kDefaultConfigPath)) {
         QFile::copy(kDefaultConfigPath, userPath);
         // The copy of a resource is read-only; the user's file must be writable.
@@ -447,7 +471,8 @@ QString RZConfig::GetCinveraDocumentDirectory()
 
 QString RZConfig::settingsFilePath(const QString& fileName)
 {
-    return QDir::fromNativeSeparators(QStringLiteral("%1%2%3").arg(GetCinveraDirectory(), QDir::separator(), fileName));
+    return QDir::fromNativeSeparators(
+        QStringLiteral("%1%2%3").arg(GetCinveraDirectory(), QDir::separator(), fileName));
 }
 
 QString RZConfig::GetCinveraConfigFile()

@@ -31,6 +31,7 @@
 #include <QVariant>
 
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -58,8 +59,8 @@ public:
     RZNativeSetting(const QString& fileName, QObject* parent);
     // The user scope, with the application's organization and name.
     explicit RZNativeSetting(QObject* parent = nullptr);
-    RZNativeSetting(QSettings::Scope scope, const QString& organization, const QString& application = QString(),
-                    QObject* parent = nullptr);
+    RZNativeSetting(QSettings::Scope scope, const QString& organization,
+                    const QString& application = QString(), QObject* parent = nullptr);
     // The organization is QCoreApplication's organization name, or its domain when the name is empty.
     RZNativeSetting(QSettings::Scope scope, QObject* parent);
     ~RZNativeSetting() override;
@@ -75,7 +76,8 @@ public:
     // ---- the store ------------------------------------------------------------------------------
 
     // The stored value, or `defaultValue` when there is none (a stored empty text is a value).
-    QVariant GetAppValue(const QString& group, const QString& key, const QVariant& defaultValue = QVariant()) const;
+    QVariant GetAppValue(const QString& group, const QString& key,
+                         const QVariant& defaultValue = QVariant()) const;
     // A copy of one group; empty for an unknown group.
     QMap<QString, QVariant> GetAppGroup(const QString& group) const;
     // Visible to GetAppValue at once; reaches the file within about 100 ms. An empty key is kept in
@@ -128,8 +130,8 @@ public:
 
     // ---- application settings: one value each ---------------------------------------------------
 
-#define RZCONFIG_DECLARE_APP_KEY(Type, getter, setter, group, key, defaultValue)                               \
-    Type getter() const;                                                                                      \
+#define RZCONFIG_DECLARE_APP_KEY(Type, getter, setter, group, key, defaultValue)                             \
+    Type getter() const;                                                                                     \
     void setter(RZConfigArg<Type> value);
     RZCONFIG_APP_KEYS(RZCONFIG_DECLARE_APP_KEY)
 #undef RZCONFIG_DECLARE_APP_KEY
@@ -329,8 +331,8 @@ public:
 
     // ---- flags of this run ----------------------------------------------------------------------
 
-#define RZCONFIG_DECLARE_RUN_FLAG(getter, setter, defaultValue)                                                \
-    bool getter() const { return m_bRun_##getter.load(std::memory_order_relaxed); }                           \
+#define RZCONFIG_DECLARE_RUN_FLAG(getter, setter, defaultValue)                                              \
+    bool getter() const { return m_bRun_##getter.load(std::memory_order_relaxed); }                          \
     void setter(bool value) { m_bRun_##getter.store(value, std::memory_order_relaxed); }
     RZCONFIG_RUN_FLAGS(RZCONFIG_DECLARE_RUN_FLAG)
 #undef RZCONFIG_DECLARE_RUN_FLAG
@@ -357,6 +359,8 @@ private:
     void scheduleSync(const QString& key);
     // Queues a task on the configuration thread; dropped while the thread takes no tasks.
     void post(std::function<void()> task);
+    // Configuration thread: runs the queued tasks, in order, until the queue is empty.
+    void runTasks();
     QVariant GetRegValue(const QString& name) const;
     void SetRegValue(const QString& name, const QVariant& value);
 
@@ -386,15 +390,17 @@ private:
     bool m_bSubProcess = false;
     bool m_bAppCrashed = false;
     bool m_bFirstStart = false;
-#define RZCONFIG_RUN_FLAG_MEMBER(getter, setter, defaultValue) std::atomic<bool> m_bRun_##getter{defaultValue};
+#define RZCONFIG_RUN_FLAG_MEMBER(getter, setter, defaultValue)                                               \
+    std::atomic<bool> m_bRun_##getter{defaultValue};
     RZCONFIG_RUN_FLAGS(RZCONFIG_RUN_FLAG_MEMBER)
 #undef RZCONFIG_RUN_FLAG_MEMBER
     mutable QMutex m_oRunMutex; // the trial set and the theme test
     QHash<int, bool> m_oFeatureTrialed;
     std::function<bool()> m_fnCheckTheme;
 
-    QMutex m_oPostMutex; // a post never races the worker context's end
+    QMutex m_oPostMutex; // the task queue, and the worker context's begin and end
     QObject* m_pWorkerContext = nullptr;
+    std::deque<std::function<void()>> m_oTasks;
     QSemaphore m_oWorkerReady;
     bool m_bSyncPending = false; // configuration thread only
 };

@@ -18,15 +18,16 @@
 
 namespace {
 
-template <typename T>
-T configValue(const QVariant& value)
+template <typename T> T configValue(const QVariant& value)
 {
     return value.value<T>();
 }
 
 QString cinveraIniValue(const QString& key, const QVariant& defaultValue = QVariant())
 {
-    return QSettings(RZConfig::GetCinveraConfigFile(), QSettings::IniFormat).value(key, defaultValue).toString();
+    return QSettings(RZConfig::GetCinveraConfigFile(), QSettings::IniFormat)
+        .value(key, defaultValue)
+        .toString();
 }
 
 void setCinveraIniValue(const QString& key, const QVariant& value)
@@ -63,22 +64,23 @@ qint64 registryInfoTime(int entry, bool storeWhenEmpty)
 
 // ---- family 1: one value each, from the tables ---------------------------------------------------
 
-#define RZCONFIG_DEFINE_APP_KEY(Type, getter, setter, group, key, defaultValue)                                \
-    Type RZConfig::getter() const                                                                              \
-    {                                                                                                          \
-        return configValue<Type>(GetAppValue(QStringLiteral(group), QStringLiteral(key), QVariant(defaultValue))); \
-    }                                                                                                          \
-    void RZConfig::setter(RZConfigArg<Type> value)                                                             \
-    {                                                                                                          \
-        SetAppValue(QStringLiteral(group), QStringLiteral(key), QVariant::fromValue(value));                   \
+#define RZCONFIG_DEFINE_APP_KEY(Type, getter, setter, group, key, defaultValue)                              \
+    Type RZConfig::getter() const                                                                            \
+    {                                                                                                        \
+        return configValue<Type>(                                                                            \
+            GetAppValue(QStringLiteral(group), QStringLiteral(key), QVariant(defaultValue)));                \
+    }                                                                                                        \
+    void RZConfig::setter(RZConfigArg<Type> value)                                                           \
+    {                                                                                                        \
+        SetAppValue(QStringLiteral(group), QStringLiteral(key), QVariant::fromValue(value));                 \
     }
 RZCONFIG_APP_KEYS(RZCONFIG_DEFINE_APP_KEY)
 #undef RZCONFIG_DEFINE_APP_KEY
 
-#define RZCONFIG_DEFINE_URL_KEY(getter, key)                                                                   \
-    QString RZConfig::getter() const                                                                           \
-    {                                                                                                          \
-        return GetAppValue(QStringLiteral("Url"), QStringLiteral(key)).toString();                             \
+#define RZCONFIG_DEFINE_URL_KEY(getter, key)                                                                 \
+    QString RZConfig::getter() const                                                                         \
+    {                                                                                                        \
+        return GetAppValue(QStringLiteral("Url"), QStringLiteral(key)).toString();                           \
     }
 RZCONFIG_URL_KEYS(RZCONFIG_DEFINE_URL_KEY)
 #undef RZCONFIG_DEFINE_URL_KEY
@@ -87,7 +89,8 @@ RZCONFIG_URL_KEYS(RZCONFIG_DEFINE_URL_KEY)
 
 int RZConfig::GetAppStartDays() const
 {
-    const QString date = GetAppValue(QStringLiteral("APP_STARTDAYS"), QStringLiteral("APP_STARTDAYS")).toString();
+    const QString date =
+        GetAppValue(QStringLiteral("APP_STARTDAYS"), QStringLiteral("APP_STARTDAYS")).toString();
     return static_cast<int>(
         QDateTime::fromString(date, QStringLiteral("yyyy-MM-dd")).daysTo(QDateTime::currentDateTime()));
 }
@@ -131,7 +134,8 @@ void RZConfig::setShortcutSwitch(const QString& name, bool enabled)
 
 QStringList RZConfig::getUsersWithDefaultTag() const
 {
-    return GetAppValue(QStringLiteral("UserWithDefaultTag"), QStringLiteral("users"), QStringList()).toStringList();
+    return GetAppValue(QStringLiteral("UserWithDefaultTag"), QStringLiteral("users"), QStringList())
+        .toStringList();
 }
 
 void RZConfig::setUserWithDefaultTag(const QString& user)
@@ -145,21 +149,24 @@ void RZConfig::setUserWithDefaultTag(const QString& user)
 
 bool RZConfig::algorithmEnabled(uint type) const
 {
-    const uint mask = GetAppValue(QStringLiteral("AlgorithmCheck"), QStringLiteral("CheckResult"), 0xfffffffeu).toUInt();
+    const uint mask =
+        GetAppValue(QStringLiteral("AlgorithmCheck"), QStringLiteral("CheckResult"), 0xfffffffeu).toUInt();
     return (mask & type) == type;
 }
 
 void RZConfig::setAlgorithmEnabled(uint type, bool enabled)
 {
-    uint mask = GetAppValue(QStringLiteral("AlgorithmCheck"), QStringLiteral("CheckResult"), 0xfffffffeu).toUInt();
+    uint mask =
+        GetAppValue(QStringLiteral("AlgorithmCheck"), QStringLiteral("CheckResult"), 0xfffffffeu).toUInt();
     mask = enabled ? (mask | type) : (mask & ~type);
     SetAppValue(QStringLiteral("AlgorithmCheck"), QStringLiteral("CheckResult"), mask);
 }
 
 void RZConfig::resetBalanceCloseCheckFilter()
 {
-    static const char* const kSwitches[] = {"AICopywriting", "AIMusiccredit", "AIImagecredit", "AITextClippercredit",
-                                            "AITexttoVideo", "Text-to-Video", "Text-to-Speech", "Speech-to-Text"};
+    static const char* const kSwitches[] = {"AICopywriting",       "AIMusiccredit", "AIImagecredit",
+                                            "AITextClippercredit", "AITexttoVideo", "Text-to-Video",
+                                            "Text-to-Speech",      "Speech-to-Text"};
     for (const char* name : kSwitches)
         SetAppValue(QStringLiteral("AccountBalanceCloseCheck"), QLatin1String(name), false);
 }
@@ -187,7 +194,8 @@ void RZConfig::SetEffectStoreType(int type)
 
 bool RZConfig::IsShowEngineViewUrlBar() const
 {
-    const QVariant show = GetAppValue(QStringLiteral("DEVTOOL_ENABLE"), QStringLiteral("CEF_ENGINE_VIEW_URL_BAR"));
+    const QVariant show =
+        GetAppValue(QStringLiteral("DEVTOOL_ENABLE"), QStringLiteral("CEF_ENGINE_VIEW_URL_BAR"));
     return show.toString().isEmpty() ? false : show.toBool();
 }
 
@@ -405,6 +413,7 @@ bool RZConfig::userStateBit(int bit) const
     return (GetUserState() >> bit) & 0x1;
 }
 
+// clang-format off
 void RZConfig::SetFirstStart(bool value) { SetUserStateValue(1 << 0, value); }
 bool RZConfig::IsFirstPreview() const { return !userStateBit(1); }
 void RZConfig::SetFirstPreview(bool value) { SetUserStateValue(1 << 1, value); }
@@ -440,6 +449,7 @@ bool RZConfig::IsShowHomePageUpdated() const { return userStateBit(30); }
 void RZConfig::SetShowHomePageUpdated(bool value) { SetUserStateValue(1 << 30, value); }
 bool RZConfig::IsFirstUseShortcut() const { return userStateBit(31); }
 void RZConfig::SetFirstUseShortcut(bool value) { SetUserStateValue(static_cast<int>(1u << 31), value); }
+// clang-format on
 
 // ---- family 3: quick-start guides -------------------------------------------------------------------
 
@@ -457,9 +467,11 @@ bool RZConfig::guideBit(const char* key, int bit) const
 void RZConfig::setGuideBit(const char* key, int bit, bool value)
 {
     const int state = GetAppValue(QStringLiteral("Settings"), QLatin1String(key)).toInt();
-    SetAppValue(QStringLiteral("Settings"), QLatin1String(key), value ? (state | (1 << bit)) : (state & ~(1 << bit)));
+    SetAppValue(QStringLiteral("Settings"), QLatin1String(key),
+                value ? (state | (1 << bit)) : (state & ~(1 << bit)));
 }
 
+// clang-format off
 bool RZConfig::IsMediaLibraryImportGuideShowed() const { return guideBit(kShowed, 0); }
 void RZConfig::SetMediaLibraryImportGuideShowed(bool value) { setGuideBit(kShowed, 0, value); }
 bool RZConfig::IsMediaLibraryViewDragGuideShowed() const { return guideBit(kShowed, 1); }
@@ -504,6 +516,7 @@ bool RZConfig::IsBorisFXGuideShowed() const { return guideBit(kShowed, 8); }
 void RZConfig::SetBorisFXGuideShowed(bool value) { setGuideBit(kShowed, 8, value); }
 bool RZConfig::isStockMediaNewFeatureShowed() const { return guideBit(kShowed, 9); }
 void RZConfig::setStockMediaNewFeatureShowed(bool value) { setGuideBit(kShowed, 9, value); }
+// clang-format on
 
 // ---- family 4: values of the machine value store ---------------------------------------------------
 

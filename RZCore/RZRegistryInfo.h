@@ -11,7 +11,8 @@ class RZCORE_EXPORT IRZRegistryInfo
 {
 public:
     // The entries the library itself reads and writes.
-    enum Entry {
+    enum Entry
+    {
         FirstUsedDateTime = 5,   // first use of the product, milliseconds since the epoch
         FirstVisitTimeStamp = 7, // first visit, milliseconds since the epoch
     };

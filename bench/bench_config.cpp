@@ -100,7 +100,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     QStandardPaths::setTestModeEnabled(true); // the machine value store of a test, not the user's
-    static QTemporaryDir dir; // outlives the store, whose last sync comes after main
+    static QTemporaryDir dir;                 // outlives the store, whose last sync comes after main
     if (!dir.isValid())
         return 1;
     IRZAppInfo::getInstance()->setValue(14, dir.path());

@@ -64,10 +64,13 @@ void demoConfig(DemoContext& /*context*/)
                 .arg(config.getLossLessTipsStatus() ? "true" : "false"));
 
     config.SetCaddyMsgValue(QStringLiteral("Caddy"), QStringLiteral("Seen"), 3);
-    demoSay(QStringLiteral("caddy message: GetCaddyMsgGroup sees %1 value(s) now, GetCaddyMsgValue %2 until the "
-                           "next start")
-                .arg(config.GetCaddyMsgGroup(QStringLiteral("Caddy")).size())
-                .arg(config.GetCaddyMsgValue(QStringLiteral("Caddy"), QStringLiteral("Seen")).isValid() ? "sees it"
-                                                                                                       : "does not"));
-    demoSay(QStringLiteral("the file is written by the store's thread; it is printed at exit, after the final sync"));
+    demoSay(
+        QStringLiteral("caddy message: GetCaddyMsgGroup sees %1 value(s) now, GetCaddyMsgValue %2 until the "
+                       "next start")
+            .arg(config.GetCaddyMsgGroup(QStringLiteral("Caddy")).size())
+            .arg(config.GetCaddyMsgValue(QStringLiteral("Caddy"), QStringLiteral("Seen")).isValid()
+                     ? "sees it"
+                     : "does not"));
+    demoSay(QStringLiteral(
+        "the file is written by the store's thread; it is printed at exit, after the final sync"));
 }

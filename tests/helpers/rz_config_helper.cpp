@@ -35,7 +35,8 @@ void reply(const QString& text)
 QString payload(qint64 n)
 {
     const QString number = QString::number(n);
-    return number + QLatin1Char('|') + QString(2000, QChar(QLatin1Char('a' + n % 26))) + QLatin1Char('|') + number;
+    return number + QLatin1Char('|') + QString(2000, QChar(QLatin1Char('a' + n % 26))) + QLatin1Char('|') +
+           number;
 }
 
 } // namespace
@@ -67,10 +68,12 @@ int main(int argc, char** argv)
         } else if (command == QLatin1String("wait") && fields.size() == 4) {
             QElapsedTimer timer;
             timer.start();
-            while (config.GetAppValue(fields[1], fields[2]).toString() != fields[3] && timer.elapsed() < 10000)
+            while (config.GetAppValue(fields[1], fields[2]).toString() != fields[3] &&
+                   timer.elapsed() < 10000)
                 QThread::msleep(5);
-            reply(config.GetAppValue(fields[1], fields[2]).toString() == fields[3] ? QStringLiteral("seen")
-                                                                                   : QStringLiteral("timeout"));
+            reply(config.GetAppValue(fields[1], fields[2]).toString() == fields[3]
+                      ? QStringLiteral("seen")
+                      : QStringLiteral("timeout"));
         } else if (command == QLatin1String("loop") && fields.size() == 3) {
             for (qint64 n = 1;; ++n) {
                 config.SetAppValue(fields[1], fields[2], payload(n));

@@ -11,8 +11,8 @@ namespace RZPlatform {
 
 QString machineValueStoreLocation()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-           + QStringLiteral("/Northwillow/Northwillow Cinvera.ini");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/Northwillow/Northwillow Cinvera.ini");
 }
 
 QVariant machineValue(const QString& name)

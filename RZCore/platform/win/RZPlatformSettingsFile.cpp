@@ -14,7 +14,8 @@ bool restrictSettingsFile(const std::string& utf8Path)
 {
     if (utf8Path.empty())
         return false;
-    const int size = ::MultiByteToWideChar(CP_UTF8, 0, utf8Path.data(), static_cast<int>(utf8Path.size()), nullptr, 0);
+    const int size =
+        ::MultiByteToWideChar(CP_UTF8, 0, utf8Path.data(), static_cast<int>(utf8Path.size()), nullptr, 0);
     if (size <= 0)
         return false;
     std::wstring wide(static_cast<std::size_t>(size), L'\0');
