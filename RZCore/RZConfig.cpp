@@ -45,14 +45,14 @@ public:
         : m_pLock(t_oAppLockDepth.nReads == 0 && t_oAppLockDepth.nWrites == 0 ? &lock : nullptr)
     {
         if (m_pLock)
-            m_pLock->lockForRead();
+            RZConfigLock::lockForRead(*m_pLock);
         ++t_oAppLockDepth.nReads;
     }
     ~AppReadLocker()
     {
         --t_oAppLockDepth.nReads;
         if (m_pLock)
-            m_pLock->unlock();
+            RZConfigLock::unlock(*m_pLock, true);
     }
     Q_DISABLE_COPY(AppReadLocker)
 
@@ -66,14 +66,14 @@ public:
     explicit AppWriteLocker(QReadWriteLock& lock) : m_pLock(t_oAppLockDepth.nWrites == 0 ? &lock : nullptr)
     {
         if (m_pLock)
-            m_pLock->lockForWrite();
+            RZConfigLock::lockForWrite(*m_pLock);
         ++t_oAppLockDepth.nWrites;
     }
     ~AppWriteLocker()
     {
         --t_oAppLockDepth.nWrites;
         if (m_pLock)
-            m_pLock->unlock();
+            RZConfigLock::unlock(*m_pLock, false);
     }
     Q_DISABLE_COPY(AppWriteLocker)
 
@@ -166,15 +166,17 @@ RZConfig::~RZConfig()
 {
     quit();
     wait(QDeadlineTimer(QDeadlineTimer::Forever));
+    // The thread has synced and deleted both settings objects; the lock orders this after it.
+    AppWriteLocker lock(m_oAppLock);
     delete m_pAppSettings;
     delete m_pCaddySettings;
 }
 
 void RZConfig::run()
 {
-    QObject oWorkerContext;
+    RZConfigWorkerContext oWorkerContext([this] { runTasks(); });
     {
-        QMutexLocker lock(&m_oPostMutex);
+        std::lock_guard<std::mutex> lock(m_oPostMutex);
         m_pWorkerContext = &oWorkerContext;
     }
     m_oWorkerReady.release();
@@ -182,7 +184,7 @@ void RZConfig::run()
     exec();
 
     {
-        QMutexLocker lock(&m_oPostMutex);
+        std::lock_guard<std::mutex> lock(m_oPostMutex);
         m_pWorkerContext = nullptr;
     }
     // Writes queued before the stop still belong in the files. They run here directly: at process
@@ -205,13 +207,13 @@ void RZConfig::run()
 // costs one event, not one each, and the queue can be emptied without the event loop.
 void RZConfig::post(std::function<void()> task)
 {
-    QMutexLocker lock(&m_oPostMutex);
+    std::lock_guard<std::mutex> lock(m_oPostMutex);
     if (!m_pWorkerContext)
         return;
     const bool wake = m_oTasks.empty();
     m_oTasks.push_back(std::move(task));
     if (wake)
-        QMetaObject::invokeMethod(m_pWorkerContext, [this] { runTasks(); }, Qt::QueuedConnection);
+        QCoreApplication::postEvent(m_pWorkerContext, RZConfigWorkerContext::makeWakeEvent());
 }
 
 void RZConfig::runTasks()
@@ -219,7 +221,7 @@ void RZConfig::runTasks()
     for (;;) {
         std::deque<std::function<void()>> tasks;
         {
-            QMutexLocker lock(&m_oPostMutex);
+            std::lock_guard<std::mutex> lock(m_oPostMutex);
             tasks.swap(m_oTasks);
         }
         if (tasks.empty())
@@ -388,7 +390,7 @@ void RZConfig::RemoveAppGroup(const QString& group)
 
 QVariant RZConfig::GetCaddyMsgValue(const QString& group, const QString& key) const
 {
-    QWriteLocker lock(&m_oCaddyLock);
+    RZConfigLock::WriteLocker lock(m_oCaddyLock);
     // What the file held at start lives in the application cache, under its lock.
     AppReadLocker appLock(m_oAppLock);
     const auto values = m_oAppCache.constFind(group);
@@ -399,13 +401,13 @@ QVariant RZConfig::GetCaddyMsgValue(const QString& group, const QString& key) co
 
 QMap<QString, QVariant> RZConfig::GetCaddyMsgGroup(const QString& group) const
 {
-    QReadLocker lock(&m_oCaddyLock);
+    RZConfigLock::ReadLocker lock(m_oCaddyLock);
     return m_oCaddyCache.value(group);
 }
 
 void RZConfig::SetCaddyMsgValue(const QString& group, const QString& key, const QVariant& value)
 {
-    QWriteLocker lock(&m_oCaddyLock);
+    RZConfigLock::WriteLocker lock(m_oCaddyLock);
     m_oCaddyCache[group][key] = value;
     post([this, group, key, value] {
         if (m_pCaddySettings && !key.isEmpty())
@@ -415,7 +417,7 @@ void RZConfig::SetCaddyMsgValue(const QString& group, const QString& key, const 
 
 void RZConfig::RemoveCaddyMsgGroup(const QString& group)
 {
-    QWriteLocker lock(&m_oCaddyLock);
+    RZConfigLock::WriteLocker lock(m_oCaddyLock);
     m_oCaddyCache.remove(group);
     post([this, group] {
         if (!m_pCaddySettings)
@@ -436,13 +438,13 @@ void RZConfig::RemoveCaddyMsgGroup(const QString& group)
 QVariant RZConfig::GetRegValue(const QString& name) const
 {
     {
-        QMutexLocker lock(&m_oRegMutex);
+        std::lock_guard<std::mutex> lock(m_oRegMutex);
         const auto cached = m_oRegCache.constFind(name);
         if (cached != m_oRegCache.cend())
             return QVariant(*cached);
     }
     const QVariant value = RZPlatform::machineValue(name);
-    QMutexLocker lock(&m_oRegMutex);
+    std::lock_guard<std::mutex> lock(m_oRegMutex);
     m_oRegCache.insert(name, value.toString());
     return value;
 }
@@ -451,7 +453,7 @@ QVariant RZConfig::GetRegValue(const QString& name) const
 void RZConfig::SetRegValue(const QString& name, const QVariant& value)
 {
     {
-        QMutexLocker lock(&m_oRegMutex);
+        std::lock_guard<std::mutex> lock(m_oRegMutex);
         m_oRegCache.insert(name, value.toString());
     }
     RZPlatform::setMachineValue(name, value);

@@ -20,7 +20,6 @@
 
 #include <QHash>
 #include <QMap>
-#include <QMutex>
 #include <QReadWriteLock>
 #include <QSemaphore>
 #include <QSettings>
@@ -378,7 +377,7 @@ private:
     mutable std::once_flag m_oCbsReaderOnce;
     mutable std::unique_ptr<RZCBSUrlReader> m_pCbsReader;
     QMap<QString, QString> m_oOverrideValues;
-    mutable QMutex m_oRegMutex;
+    mutable std::mutex m_oRegMutex;
     mutable QMap<QString, QString> m_oRegCache;
     // Recursive: a thread that holds it passes through (a depth per thread, see RZConfig.cpp).
     mutable QReadWriteLock m_oAppLock;
@@ -394,11 +393,11 @@ private:
     std::atomic<bool> m_bRun_##getter{defaultValue};
     RZCONFIG_RUN_FLAGS(RZCONFIG_RUN_FLAG_MEMBER)
 #undef RZCONFIG_RUN_FLAG_MEMBER
-    mutable QMutex m_oRunMutex; // the trial set and the theme test
+    mutable std::mutex m_oRunMutex; // the trial set and the theme test
     QHash<int, bool> m_oFeatureTrialed;
     std::function<bool()> m_fnCheckTheme;
 
-    QMutex m_oPostMutex; // the task queue, and the worker context's begin and end
+    std::mutex m_oPostMutex; // the task queue, and the worker context's begin and end
     QObject* m_pWorkerContext = nullptr;
     std::deque<std::function<void()>> m_oTasks;
     QSemaphore m_oWorkerReady;

@@ -648,19 +648,19 @@ qint64 RZConfig::GetTimeStampfromFirstVisit() const
 
 bool RZConfig::isFeatureTrialed(int feature) const
 {
-    QMutexLocker lock(&m_oRunMutex);
+    std::lock_guard<std::mutex> lock(m_oRunMutex);
     return m_oFeatureTrialed.contains(feature);
 }
 
 void RZConfig::setFeatureTrialed(int feature)
 {
-    QMutexLocker lock(&m_oRunMutex);
+    std::lock_guard<std::mutex> lock(m_oRunMutex);
     m_oFeatureTrialed.insert(feature, true);
 }
 
 void RZConfig::setCheckThemeIsFunc(std::function<bool()> check)
 {
-    QMutexLocker lock(&m_oRunMutex);
+    std::lock_guard<std::mutex> lock(m_oRunMutex);
     m_fnCheckTheme = std::move(check);
 }
 
@@ -668,7 +668,7 @@ bool RZConfig::getIsExpandThemeResource() const
 {
     std::function<bool()> check;
     {
-        QMutexLocker lock(&m_oRunMutex);
+        std::lock_guard<std::mutex> lock(m_oRunMutex);
         check = m_fnCheckTheme;
     }
     return check ? check() : false;

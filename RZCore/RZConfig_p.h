@@ -2,7 +2,22 @@
 // Private parts of the settings store; not installed.
 
 #include <QEvent>
+#include <QObject>
+#include <QReadWriteLock>
 #include <QSettings>
+
+#include <functional>
+
+#if defined(__SANITIZE_THREAD__)
+#define RZCONFIG_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define RZCONFIG_TSAN 1
+#endif
+#endif
+#ifdef RZCONFIG_TSAN
+#include <sanitizer/tsan_interface.h>
+#endif
 
 // The application settings file as the store's thread uses it. QSettings on its own writes the file
 // at the next turn of its thread's event loop after every change, which under a stream of writes
@@ -11,7 +26,7 @@
 class RZConfigIniSettings : public QSettings
 {
 public:
-    RZConfigIniSettings(const QString& fileName) : QSettings(fileName, QSettings::IniFormat) {}
+    explicit RZConfigIniSettings(const QString& fileName) : QSettings(fileName, QSettings::IniFormat) {}
 
 protected:
     bool event(QEvent* event) override
@@ -21,3 +36,109 @@ protected:
         return QSettings::event(event);
     }
 };
+
+// The configuration thread's context: the store's timers run in it, and a wake-up event makes it
+// run the queued writes. A plain event, so that nothing but the event itself crosses threads.
+class RZConfigWorkerContext : public QObject
+{
+public:
+    explicit RZConfigWorkerContext(std::function<void()> onWake) : m_fnOnWake(std::move(onWake)) {}
+
+    // The wake-up event for QCoreApplication::postEvent.
+    static QEvent* makeWakeEvent()
+    {
+        QEvent* event = new QEvent(wakeType());
+#ifdef RZCONFIG_TSAN
+        __tsan_release(event);
+#endif
+        return event;
+    }
+
+    static QEvent::Type wakeType()
+    {
+        static const QEvent::Type s_eType = static_cast<QEvent::Type>(QEvent::registerEventType());
+        return s_eType;
+    }
+
+protected:
+    bool event(QEvent* event) override
+    {
+#ifdef RZCONFIG_TSAN
+        __tsan_acquire(event); // made on another thread, handed over by Qt's own queue
+#endif
+        if (event->type() != wakeType())
+            return QObject::event(event);
+        m_fnOnWake();
+        return true;
+    }
+
+private:
+    std::function<void()> m_fnOnWake;
+};
+
+// The store's read-write locks. Qt is built without ThreadSanitizer, which then cannot see the order
+// these locks put between threads; in such a build each lock and unlock is announced to it.
+namespace RZConfigLock {
+
+#ifdef RZCONFIG_TSAN
+constexpr unsigned kRead = __tsan_mutex_read_lock;
+#endif
+
+inline void lockForRead(QReadWriteLock& lock)
+{
+#ifdef RZCONFIG_TSAN
+    __tsan_mutex_pre_lock(&lock, kRead);
+#endif
+    lock.lockForRead();
+#ifdef RZCONFIG_TSAN
+    __tsan_mutex_post_lock(&lock, kRead, 0);
+#endif
+}
+
+inline void lockForWrite(QReadWriteLock& lock)
+{
+#ifdef RZCONFIG_TSAN
+    __tsan_mutex_pre_lock(&lock, 0);
+#endif
+    lock.lockForWrite();
+#ifdef RZCONFIG_TSAN
+    __tsan_mutex_post_lock(&lock, 0, 0);
+#endif
+}
+
+inline void unlock(QReadWriteLock& lock, bool read)
+{
+#ifdef RZCONFIG_TSAN
+    __tsan_mutex_pre_unlock(&lock, read ? kRead : 0);
+#else
+    Q_UNUSED(read)
+#endif
+    lock.unlock();
+#ifdef RZCONFIG_TSAN
+    __tsan_mutex_post_unlock(&lock, read ? kRead : 0);
+#endif
+}
+
+class ReadLocker
+{
+public:
+    explicit ReadLocker(QReadWriteLock& lock) : m_oLock(lock) { lockForRead(m_oLock); }
+    ~ReadLocker() { unlock(m_oLock, true); }
+    Q_DISABLE_COPY(ReadLocker)
+
+private:
+    QReadWriteLock& m_oLock;
+};
+
+class WriteLocker
+{
+public:
+    explicit WriteLocker(QReadWriteLock& lock) : m_oLock(lock) { lockForWrite(m_oLock); }
+    ~WriteLocker() { unlock(m_oLock, false); }
+    Q_DISABLE_COPY(WriteLocker)
+
+private:
+    QReadWriteLock& m_oLock;
+};
+
+} // namespace RZConfigLock
