@@ -23,6 +23,8 @@ const QString kDefaultConfigPath = QStringLiteral(":/RZCore/Resources/FConfig.in
 // The groups a new release rewrites in the user's file at every start of the main application.
 const char* const kReleaseGroups[] = {"Url", "EffectStore", "NCC"};
 constexpr int kSyncDelayMs = 100;
+// Writes the store's thread takes in one turn of its event loop.
+constexpr std::size_t kTaskBatch = 1024;
 
 std::atomic<bool> g_bIsMainApp{true};
 
@@ -174,7 +176,7 @@ RZConfig::~RZConfig()
 
 void RZConfig::run()
 {
-    RZConfigWorkerContext oWorkerContext([this] { runTasks(); });
+    RZConfigWorkerContext oWorkerContext([this] { runTasks(false); });
     {
         std::lock_guard<std::mutex> lock(m_oPostMutex);
         m_pWorkerContext = &oWorkerContext;
@@ -189,7 +191,7 @@ void RZConfig::run()
     }
     // Writes queued before the stop still belong in the files. They run here directly: at process
     // exit the application object may be gone, and with it the delivery of events to this thread.
-    runTasks();
+    runTasks(true);
     AppWriteLocker lock(m_oAppLock); // a sub-process reads m_pAppSettings on its own threads
     if (m_pAppSettings) {
         m_pAppSettings->sync();
@@ -216,19 +218,32 @@ void RZConfig::post(std::function<void()> task)
         QCoreApplication::postEvent(m_pWorkerContext, RZConfigWorkerContext::makeWakeEvent());
 }
 
-void RZConfig::runTasks()
+void RZConfig::runTasks(bool untilEmpty)
 {
     for (;;) {
         std::deque<std::function<void()>> tasks;
         {
             std::lock_guard<std::mutex> lock(m_oPostMutex);
-            tasks.swap(m_oTasks);
+            if (untilEmpty || m_oTasks.size() <= kTaskBatch) {
+                tasks.swap(m_oTasks);
+            } else {
+                const auto end = m_oTasks.begin() + kTaskBatch;
+                tasks.assign(std::make_move_iterator(m_oTasks.begin()), std::make_move_iterator(end));
+                m_oTasks.erase(m_oTasks.begin(), end);
+            }
         }
         if (tasks.empty())
             return;
         for (const std::function<void()>& task : tasks)
             task();
+        if (!untilEmpty)
+            break;
     }
+    // One batch per turn of the event loop, so that however fast writes come, the sync timer gets its
+    // turn: what is left waits for a new wake-up.
+    std::lock_guard<std::mutex> lock(m_oPostMutex);
+    if (!m_oTasks.empty() && m_pWorkerContext)
+        QCoreApplication::postEvent(m_pWorkerContext, RZConfigWorkerContext::makeWakeEvent());
 }
 
 void RZConfig::checkExceptLockIni(const QString& path)

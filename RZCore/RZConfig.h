@@ -358,8 +358,8 @@ private:
     void scheduleSync(const QString& key);
     // Queues a task on the configuration thread; dropped while the thread takes no tasks.
     void post(std::function<void()> task);
-    // Configuration thread: runs the queued tasks, in order, until the queue is empty.
-    void runTasks();
+    // Configuration thread: runs the queued tasks in order, one batch or until none is left.
+    void runTasks(bool untilEmpty);
     QVariant GetRegValue(const QString& name) const;
     void SetRegValue(const QString& name, const QVariant& value);
 

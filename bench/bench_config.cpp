@@ -59,8 +59,9 @@ void QSettings_setValue(benchmark::State& state)
         settings.setValue(key, ++i);
 }
 
-// Writes as fast as one thread can for two seconds; the file writes are counted with a watcher on
-// the file (each sync puts a new file in its place, which ends the watch).
+// A stream of writes from one thread for two seconds, as fast as it can (argument 0) or with a pause
+// of that many microseconds after each write; the file writes are counted with a watcher on the file
+// (each sync puts a new file in its place, which ends the watch).
 void RZ_SyncsUnderStream(benchmark::State& state)
 {
     RZConfig& config = RZConfig::Instance();
@@ -77,8 +78,11 @@ void RZ_SyncsUnderStream(benchmark::State& state)
         std::unique_ptr<QThread> writer(QThread::create([&] {
             QElapsedTimer timer;
             timer.start();
-            while (timer.elapsed() < 2000)
+            while (timer.elapsed() < 2000) {
                 config.SetAppValue(QStringLiteral("Bench"), QStringLiteral("Stream"), ++writes);
+                if (state.range(0) > 0)
+                    QThread::usleep(static_cast<unsigned long>(state.range(0)));
+            }
         }));
         writer->start();
         while (!writer->isFinished())
@@ -94,7 +98,7 @@ BENCHMARK(RZ_GetAppValue);
 BENCHMARK(QSettings_value);
 BENCHMARK(RZ_SetAppValue);
 BENCHMARK(QSettings_setValue);
-BENCHMARK(RZ_SyncsUnderStream)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(RZ_SyncsUnderStream)->Arg(0)->Arg(100)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
