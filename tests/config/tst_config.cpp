@@ -231,8 +231,11 @@ void TestConfig::burstOfWritesCostsFewSyncs()
     QTRY_VERIFY(writes >= 1);
     QVERIFY2(writes <= 3, qPrintable(QStringLiteral("%1 file writes").arg(writes)));
 
-    // A stream of writes from another thread for 300 ms: a sync per 100 ms, not per batch.
+    // A stream of writes from another thread for 300 ms: a sync per 100 ms at most, not one per batch,
+    // for as long as the store's thread takes to write the stream.
     writes = 0;
+    QElapsedTimer elapsed;
+    elapsed.start();
     std::unique_ptr<QThread> writer(QThread::create([&config] {
         QElapsedTimer timer;
         timer.start();
@@ -243,7 +246,8 @@ void TestConfig::burstOfWritesCostsFewSyncs()
     writer->start();
     QTRY_VERIFY(writer->isFinished());
     QTRY_COMPARE(onDisk(QStringLiteral("Burst/Stream")).toInt(), -1);
-    QVERIFY2(writes <= 6, qPrintable(QStringLiteral("%1 file writes").arg(writes)));
+    QVERIFY2(writes <= elapsed.elapsed() / 100 + 2,
+             qPrintable(QStringLiteral("%1 file writes in %2 ms").arg(writes).arg(elapsed.elapsed())));
     // The empty key of storedValueVersusDefault never reached the file.
     QCOMPARE(onDisk(QStringLiteral("Misc/Written")).toString(), QString(""));
     QVERIFY(!onDisk(QStringLiteral("Misc")).isValid());
