@@ -26,9 +26,10 @@ void TestConfigDurability::initTestCase()
 
 void TestConfigDurability::survivesKillsWhileWriting()
 {
-    const quint32 seed = QRandomGenerator::global()->generate();
-    qInfo("seed %u", seed);
-    QRandomGenerator random(seed);
+    // The generator's start value is printed, so that a failing series of moments can be replayed.
+    const quint32 start = QRandomGenerator::global()->generate();
+    qInfo("random start value %u", start);
+    QRandomGenerator random(start);
     const QString file = m_oDir.path() + QStringLiteral("/FConfig.ini");
     int withValue = 0;
     for (int round = 0; round < 20; ++round) {
