@@ -8,16 +8,7 @@
 
 #include <functional>
 
-#if defined(__SANITIZE_THREAD__)
-#define RZCONFIG_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define RZCONFIG_TSAN 1
-#endif
-#endif
-#ifdef RZCONFIG_TSAN
-#include <sanitizer/tsan_interface.h>
-#endif
+#include <RZCore/events/RZHappensBefore_p.h>
 
 // The application settings file as the store's thread uses it. QSettings on its own writes the file
 // at the next turn of its thread's event loop after every change, which under a stream of writes
@@ -48,9 +39,7 @@ public:
     static QEvent* makeWakeEvent()
     {
         QEvent* event = new QEvent(wakeType());
-#ifdef RZCONFIG_TSAN
-        __tsan_release(event);
-#endif
+        RZHappensBefore::handedOver(event);
         return event;
     }
 
@@ -63,9 +52,7 @@ public:
 protected:
     bool event(QEvent* event) override
     {
-#ifdef RZCONFIG_TSAN
-        __tsan_acquire(event); // made on another thread, handed over by Qt's own queue
-#endif
+        RZHappensBefore::received(event); // made on another thread, handed over by Qt's own queue
         if (event->type() != wakeType())
             return QObject::event(event);
         m_fnOnWake();
@@ -80,41 +67,41 @@ private:
 // these locks put between threads; in such a build each lock and unlock is announced to it.
 namespace RZConfigLock {
 
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
 constexpr unsigned kRead = __tsan_mutex_read_lock;
 #endif
 
 inline void lockForRead(QReadWriteLock& lock)
 {
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
     __tsan_mutex_pre_lock(&lock, kRead);
 #endif
     lock.lockForRead();
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
     __tsan_mutex_post_lock(&lock, kRead, 0);
 #endif
 }
 
 inline void lockForWrite(QReadWriteLock& lock)
 {
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
     __tsan_mutex_pre_lock(&lock, 0);
 #endif
     lock.lockForWrite();
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
     __tsan_mutex_post_lock(&lock, 0, 0);
 #endif
 }
 
 inline void unlock(QReadWriteLock& lock, bool read)
 {
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
     __tsan_mutex_pre_unlock(&lock, read ? kRead : 0);
 #else
     Q_UNUSED(read)
 #endif
     lock.unlock();
-#ifdef RZCONFIG_TSAN
+#ifdef RZCORE_THREAD_SANITIZER
     __tsan_mutex_post_unlock(&lock, read ? kRead : 0);
 #endif
 }

@@ -8,12 +8,12 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
-#include <QMutex>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTextStream>
 
 #include <algorithm>
+#include <mutex>
 
 namespace {
 
@@ -23,11 +23,10 @@ QDir::Filters filter(int value)
 }
 
 static_assert(RZDir::kFilterSubDirs == (QDir::Dirs | QDir::NoDot | QDir::NoDotDot));
-static_assert(RZDir::kFilterClear
-              == (QDir::Dirs | QDir::Files | QDir::Readable | QDir::Writable | QDir::Hidden | QDir::NoDot
-                  | QDir::NoDotDot));
-static_assert(RZDir::kFilterRemoveTree
-              == (QDir::Files | QDir::NoSymLinks | QDir::Hidden | QDir::AllDirs | QDir::NoDot | QDir::NoDotDot));
+static_assert(RZDir::kFilterClear == (QDir::Dirs | QDir::Files | QDir::Readable | QDir::Writable |
+                                      QDir::Hidden | QDir::NoDot | QDir::NoDotDot));
+static_assert(RZDir::kFilterRemoveTree ==
+              (QDir::Files | QDir::NoSymLinks | QDir::Hidden | QDir::AllDirs | QDir::NoDot | QDir::NoDotDot));
 
 const QString kEffectPackRoot = QStringLiteral("EffectPackDir");
 const QString kEffectPackDir = QStringLiteral("Dir");
@@ -36,14 +35,30 @@ const QString kEffectPackPath = QStringLiteral("Path");
 RZDomDocument newEffectPackDocument(const QString& path)
 {
     RZDomDocument document;
-    document.appendChild(
-        document.createProcessingInstruction(QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
+    document.appendChild(document.createProcessingInstruction(
+        QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
     QDomElement root = document.createElement(kEffectPackRoot);
     document.appendChild(root);
     QDomElement dir = document.createElement(kEffectPackDir);
     dir.setAttribute(kEffectPackPath, QDir::fromNativeSeparators(path));
     root.appendChild(dir);
     return document;
+}
+
+// A copy of a folder onto itself would delete its files, and one into its own sub-folder would
+// copy the copies until paths get too long.
+bool copiesIntoItself(const QString& from, const QString& to)
+{
+    const QString source = QFileInfo(from).canonicalFilePath();
+    if (source.isEmpty())
+        return false;
+    QString target = QFileInfo(to).absoluteFilePath();
+    // The nearest existing folder of the target decides where it really is.
+    QString existing = target;
+    while (!QFileInfo::exists(existing) && QFileInfo(existing).path() != existing)
+        existing = QFileInfo(existing).path();
+    target = QFileInfo(existing).canonicalFilePath() + target.mid(existing.length());
+    return target == source || target.startsWith(source + QLatin1Char('/'));
 }
 
 QString readText(const QString& path, bool utf8)
@@ -232,8 +247,8 @@ bool RZDir::CheckFilters(const QStringList& filters, const QString& suffix)
 {
     if (filters.isEmpty())
         return true;
-    return filters.contains(QStringLiteral("*.") + suffix, Qt::CaseInsensitive)
-           || filters.contains(suffix, Qt::CaseInsensitive);
+    return filters.contains(QStringLiteral("*.") + suffix, Qt::CaseInsensitive) ||
+           filters.contains(suffix, Qt::CaseInsensitive);
 }
 
 bool RZDir::IsPathReadable(const QString& path)
@@ -265,9 +280,9 @@ bool RZDir::hasDrive(const QString& path)
 
 QString RZDir::getOsDrivePath()
 {
-    static QMutex s_oMutex;
+    static std::mutex s_oMutex;
     static QString s_strDrive;
-    QMutexLocker locker(&s_oMutex);
+    std::lock_guard<std::mutex> locker(s_oMutex);
     if (s_strDrive.isEmpty())
         s_strDrive = QString::fromStdString(RZPlatform::systemDrivePath());
     return s_strDrive;
@@ -285,11 +300,17 @@ quint64 RZDir::getDiskFreeSpace(const QString& path)
 
 QString RZDir::calculateFileMD5(const QString& path)
 {
+    // Large unbuffered reads: the same digest as addData(QIODevice*) without its 1 KiB copies.
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return QString();
     QCryptographicHash hash(QCryptographicHash::Md5);
-    if (!hash.addData(&file))
+    constexpr qint64 kBlock = 256 * 1024;
+    QByteArray block(static_cast<int>(kBlock), Qt::Uninitialized);
+    qint64 read = 0;
+    while ((read = file.read(block.data(), kBlock)) > 0)
+        hash.addData(block.constData(), static_cast<int>(read));
+    if (read < 0)
         return QString();
     return QString::fromLatin1(hash.result().toHex());
 }
@@ -322,6 +343,8 @@ bool RZDir::hasSameMD5(const QString& first, const QString& second)
 
 bool RZDir::copyAllDirFiles(const QString& from, const QString& to)
 {
+    if (copiesIntoItself(from, to))
+        return false;
     const QDir target(to);
     if (!target.exists() && !QDir().mkdir(target.absolutePath()))
         return false;
@@ -341,6 +364,8 @@ bool RZDir::copyAllDirFiles(const QString& from, const QString& to)
 
 bool RZDir::copyDirectoryFiles(const QString& from, const QString& to, bool overwrite)
 {
+    if (copiesIntoItself(from, to))
+        return false;
     const QDir target(to);
     if (!target.exists() && !QDir().mkpath(target.absolutePath()))
         return false;
@@ -375,7 +400,8 @@ bool RZDir::removeFolderContent(const QString& path)
             const QString entryPath = entry.absoluteFilePath();
             // A link is removed as a link: following it would empty a folder outside this one.
             if (entry.isDir() && !entry.isSymLink()) {
-                const QFileInfoList children = QDir(entryPath).entryInfoList(filter(kFilterClear), QDir::Name);
+                const QFileInfoList children =
+                    QDir(entryPath).entryInfoList(filter(kFilterClear), QDir::Name);
                 if (children.isEmpty()) {
                     // rmdir(".") on the folder itself is refused by POSIX; the parent removes it.
                     entry.dir().rmdir(entry.fileName());

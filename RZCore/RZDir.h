@@ -22,13 +22,14 @@ public:
     RZDir() = delete;
 
     // The QDir filter combinations the operations list with.
-    static constexpr int kFilterFiles = 0x2;          // Files
-    static constexpr int kFilterSubDirs = 0x6001;     // Dirs | NoDot | NoDotDot
-    static constexpr int kFilterOnlyFiles = 0x6002;   // Files | NoDot | NoDotDot
-    static constexpr int kFilterDirsFiles = 0x6003;   // Dirs | Files | NoDot | NoDotDot
-    static constexpr int kFilterClear = 0x6133;       // + Readable | Writable | Hidden
-    static constexpr int kFilterAllSubDirs = 0x6400;  // AllDirs | NoDot | NoDotDot
-    static constexpr int kFilterRemoveTree = 0x650a;  // Files | NoSymLinks | Hidden | AllDirs | NoDot | NoDotDot
+    static constexpr int kFilterFiles = 0x2;         // Files
+    static constexpr int kFilterSubDirs = 0x6001;    // Dirs | NoDot | NoDotDot
+    static constexpr int kFilterOnlyFiles = 0x6002;  // Files | NoDot | NoDotDot
+    static constexpr int kFilterDirsFiles = 0x6003;  // Dirs | Files | NoDot | NoDotDot
+    static constexpr int kFilterClear = 0x6133;      // + Readable | Writable | Hidden
+    static constexpr int kFilterAllSubDirs = 0x6400; // AllDirs | NoDot | NoDotDot
+    // Files | NoSymLinks | Hidden | AllDirs | NoDot | NoDotDot
+    static constexpr int kFilterRemoveTree = 0x650a;
 
     // Adds QDir::separator() unless the path is empty or already ends in a delimiter. A delimiter at
     // position 0 does not count, so "/" becomes "//".

@@ -12,13 +12,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QMutex>
 #include <QTemporaryFile>
 #include <QTextStream>
 #include <QThreadPool>
 
 #include <list>
 #include <memory>
+#include <mutex>
 
 namespace {
 
@@ -44,13 +44,13 @@ public:
 
     bool exists(const QString& path)
     {
-        QMutexLocker locker(&m_oMutex);
+        std::lock_guard<std::mutex> locker(m_oMutex);
         const std::shared_ptr<LazyExistsEntry> entry = touch(path);
         if (!entry->m_bChecking && entry->m_oAge.elapsed() > kRefreshAfterMs) {
             entry->m_bChecking = true;
             m_oPool.start([this, path, entry] {
                 const bool exists = QFile::exists(path);
-                QMutexLocker jobLocker(&m_oMutex);
+                std::lock_guard<std::mutex> jobLocker(m_oMutex);
                 entry->m_bExists = exists;
                 entry->m_bChecking = false;
                 entry->m_oAge.restart();
@@ -86,7 +86,7 @@ private:
         return entry;
     }
 
-    QMutex m_oMutex;
+    std::mutex m_oMutex; // a futex-based QMutex would hide the pairing from ThreadSanitizer
     std::list<QString> m_oOrder; // most recent first
     QHash<QString, Slot> m_oSlots;
     QThreadPool m_oPool; // last: destroyed first, after its jobs are done
@@ -404,6 +404,10 @@ void FileOperation::CreateNewFile(const QString& path)
 
 bool FileOperation::CopyOneFile(const QString& source, const QString& target)
 {
+    // Removing the target first would delete a file copied onto itself.
+    const QString canonicalSource = QFileInfo(source).canonicalFilePath();
+    if (!canonicalSource.isEmpty() && canonicalSource == QFileInfo(target).canonicalFilePath())
+        return true;
     if (QFile::exists(target))
         QFile::remove(target);
     return QFile::copy(source, target);

@@ -126,8 +126,8 @@ void applyPermissions(const QString& path, QFile::Permissions permissions)
 {
     // The owner keeps the right to read and remove what was unpacked.
     if (permissions != QFile::Permissions())
-        QFile::setPermissions(path, permissions | QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser
-                                        | QFile::WriteUser);
+        QFile::setPermissions(path, permissions | QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser |
+                                        QFile::WriteUser);
 }
 
 // Unpacks the current entry (or the entry `name`, if given) to `target`. A partly written file is
@@ -154,7 +154,8 @@ bool extractFile(QuaZip& zip, const QString& name, const QString& target)
     }
     QuaZipFileInfo64 info;
     if (!zip.getCurrentFileInfo(&info)) {
-        RZLOG_WARN("get current file failed, error = %d, file = %s", zip.getZipError(), entryName.constData());
+        RZLOG_WARN("get current file failed, error = %d, file = %s", zip.getZipError(),
+                   entryName.constData());
         return false;
     }
     if (folderEntry && QFileInfo(target).isDir()) {
@@ -219,8 +220,8 @@ bool addFile(QuaZip& zip, const QString& path, const QString& name, int method, 
     if (!in.open(QIODevice::ReadOnly))
         return false;
     QuaZipFile out(&zip);
-    if (!out.open(QIODevice::WriteOnly, QuaZipNewInfo(name, path), nullptr, 0, method, level, false, -MAX_WBITS,
-                  DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY))
+    if (!out.open(QIODevice::WriteOnly, QuaZipNewInfo(name, path), nullptr, 0, method, level, false,
+                  -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY))
         return false;
     QByteArray block(static_cast<int>(kCompressBlock), Qt::Uninitialized);
     bool ok = true;
@@ -255,7 +256,8 @@ bool addTree(QuaZip& zip, const QDir& root, const QString& folder, ZipOperate::E
             // A link to a folder may lead back up the tree.
             if (entry.isSymLink() || (filter && !filter(true, path)))
                 continue;
-            if (!addFolderEntry(zip, path, name + QLatin1Char('/')) || !addTree(zip, root, path, filter, skip))
+            if (!addFolderEntry(zip, path, name + QLatin1Char('/')) ||
+                !addTree(zip, root, path, filter, skip))
                 return false;
         } else {
             if (path == skip || (filter && !filter(false, path)))
@@ -287,7 +289,8 @@ bool RZQuaZip::CompressDir(const QString& zip, const QString& dir)
     return JlCompress::compressDir(zip, dir, true);
 }
 
-bool RZQuaZip::CompressDirWithUTF8(const QString& zip, const QString& dir, bool (*callback)(bool, const QString&))
+bool RZQuaZip::CompressDirWithUTF8(const QString& zip, const QString& dir,
+                                   bool (*callback)(bool, const QString&))
 {
     return ZipOperate::compressDirectory(zip, dir, callback);
 }
@@ -375,7 +378,10 @@ QStringList ZipOperate::extractDirectory(const QString& zip, const QString& dir)
     const QDir folder(dir);
     // Targets are cleaned as whole paths, so the folder they must stay in is cleaned alike.
     const QString root = cleanTargetText(QDir::cleanPath(folder.absolutePath()));
-    QDir().mkpath(root);
+    if (!QDir().mkpath(root)) {
+        RZLOG_WARN("make path failed, file = %s", qUtf8Printable(root));
+        return QStringList();
+    }
     const QString canonicalRoot = QFileInfo(root).canonicalFilePath();
 
     QStringList extracted;
@@ -387,7 +393,8 @@ QStringList ZipOperate::extractDirectory(const QString& zip, const QString& dir)
         const QString name = archive.getCurrentFileName();
         const QString target = cleanTargetText(folder.absoluteFilePath(name));
         if (canonicalRoot.isEmpty() || !entryStaysInside(archive, name, target, root, canonicalRoot)) {
-            RZLOG_WARN("zip entry leads outside the target folder, refused, entry = %s", qUtf8Printable(name));
+            RZLOG_WARN("zip entry leads outside the target folder, refused, entry = %s",
+                       qUtf8Printable(name));
             return fail();
         }
         if (!extractFile(archive, QString(), target))

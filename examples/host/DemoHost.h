@@ -30,3 +30,10 @@ void demoSay(const QString& text);
 
 void demoLogging(DemoContext& context);
 void demoConfig(DemoContext& context);
+void demoUi(DemoContext& context);
+void demoHsm(DemoContext& context);
+void demoFiles(DemoContext& context);
+void demoIpc(DemoContext& context);
+// The helper process of the IPC section: rzcore-demo --ipc-helper <server-name>.
+int demoIpcHelper(int argc, char** argv);
+void demoEvents(DemoContext& context);

@@ -10,6 +10,10 @@
 
 int main(int argc, char** argv)
 {
+    // The IPC section starts this program again as its helper; that process runs nothing else.
+    if (argc >= 3 && std::strcmp(argv[1], "--ipc-helper") == 0)
+        return demoIpcHelper(argc, argv);
+
     bool gui = false;
     for (int i = 1; i < argc; ++i)
         gui = gui || std::strcmp(argv[i], "--gui") == 0;
@@ -35,6 +39,11 @@ int main(int argc, char** argv)
 
     demoLogging(context);
     demoConfig(context);
+    demoUi(context);
+    demoHsm(context);
+    demoFiles(context);
+    demoIpc(context);
+    demoEvents(context);
 
     demoSection("shutdown");
     app.stop();

@@ -34,6 +34,7 @@ private slots:
 
     void directoryMD5_data();
     void directoryMD5();
+    void directoryMD5WithoutFiles();
     void copyRoutines_data();
     void copyRoutines();
     void removeRecursively_data();
@@ -71,6 +72,7 @@ void TestDir::initTestCase()
 
 void TestDir::delimiters_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("expected");
@@ -93,6 +95,7 @@ void TestDir::delimiters_data()
     QTest::newRow("drive, relative") << "hasDrive" << "C:video" << "0";
     QTest::newRow("drive, not first") << "hasDrive" << "/C:/video" << "0";
     QTest::newRow("drive, empty") << "hasDrive" << "" << "0";
+    // clang-format on
 }
 
 void TestDir::delimiters()
@@ -118,6 +121,7 @@ void TestDir::delimiters()
 
 void TestDir::checkDirIsEmpty_data()
 {
+    // clang-format off
     QTest::addColumn<Tree>("tree");
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("empty");
@@ -127,6 +131,7 @@ void TestDir::checkDirIsEmpty_data()
     QTest::newRow("one empty sub-folder") << Tree{{"d/sub/", {}}} << "d" << false;
     QTest::newRow("missing") << Tree{} << "missing" << true;
     QTest::newRow("empty path") << Tree{} << "" << true;
+    // clang-format on
 }
 
 void TestDir::checkDirIsEmpty()
@@ -142,8 +147,11 @@ void TestDir::checkDirIsEmpty()
 void TestDir::countsAndSizes()
 {
     QTemporaryDir dir;
-    make(dir.path(), {{"a/1.bin", "123"}, {"a/sub/2.bin", "12345"}, {"a/sub/deeper/3.bin", "1234567"},
-                      {"empty/x/y/", {}}, {"deep/only/here/f", "1"}});
+    make(dir.path(), {{"a/1.bin", "123"},
+                      {"a/sub/2.bin", "12345"},
+                      {"a/sub/deeper/3.bin", "1234567"},
+                      {"empty/x/y/", {}},
+                      {"deep/only/here/f", "1"}});
     QCOMPARE(RZDir::getFileNumber(dir.filePath("a")), 3);
     QCOMPARE(RZDir::getFolderSize(dir.filePath("a")), qint64(15));
     QCOMPARE(RZDir::getDirFileTotalSize(dir.filePath("a")), qint64(15));
@@ -153,6 +161,7 @@ void TestDir::countsAndSizes()
 
 void TestDir::getAllFileDepth_data()
 {
+    // clang-format off
     QTest::addColumn<bool>("recursive");
     QTest::addColumn<int>("depth");
     QTest::addColumn<QStringList>("expected"); // in the order listed
@@ -161,6 +170,7 @@ void TestDir::getAllFileDepth_data()
     QTest::newRow("not recursive") << false << 0 << QStringList{"f0"};
     QTest::newRow("starting at 3") << true << 3 << QStringList{"f2", "f1", "f0"};
     QTest::newRow("starting at 5") << true << 5 << QStringList{"f0"};
+    // clang-format on
 }
 
 void TestDir::getAllFileDepth()
@@ -184,6 +194,7 @@ void TestDir::getAllFileDepth()
 
 void TestDir::filesBySuffix_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<QStringList>("filters");
     QTest::addColumn<QStringList>("expected");
@@ -194,6 +205,7 @@ void TestDir::filesBySuffix_data()
     QTest::newRow("partial suffix") << "" << QStringList{"mp"} << QStringList{};
     QTest::newRow("single file") << "a.mp4" << QStringList{"*.mp4"} << QStringList{"a.mp4"};
     QTest::newRow("single file, refused") << "a.mp4" << QStringList{"*.mov"} << QStringList{};
+    // clang-format on
 }
 
 void TestDir::filesBySuffix()
@@ -228,6 +240,7 @@ void TestDir::forceDir()
 
 void TestDir::directoryMD5_data()
 {
+    // clang-format off
     QTest::addColumn<Tree>("first");
     QTest::addColumn<Tree>("second");
     QTest::addColumn<bool>("same");
@@ -236,10 +249,10 @@ void TestDir::directoryMD5_data()
     QTest::newRow("identical") << base << base << true;
     QTest::newRow("other order") << Tree{{"b.txt", "beta"}, {"a.txt", "alpha"}} << base << true;
     QTest::newRow("renamed file") << Tree{{"zz.bin", "alpha"}, {"b.txt", "beta"}} << base << true;
-    QTest::newRow("sub-folders ignored") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"s/c", "x"}} << base
-                                         << true;
+    QTest::newRow("sub-folders ignored") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"s/c", "x"}} << base << true;
     QTest::newRow("extra empty file") << Tree{{"a.txt", "alpha"}, {"b.txt", "beta"}, {"e", ""}} << base << false;
     QTest::newRow("changed byte") << Tree{{"a.txt", "alphA"}, {"b.txt", "beta"}} << base << false;
+    // clang-format on
 }
 
 void TestDir::directoryMD5()
@@ -254,16 +267,30 @@ void TestDir::directoryMD5()
     // The digest is the MD5 of the files' sorted MD5 texts, as other tools may compute it.
     QStringList digests;
     for (auto it = second.cbegin(); it != second.cend(); ++it)
-        digests.append(QString::fromLatin1(QCryptographicHash::hash(it.value(), QCryptographicHash::Md5).toHex()));
+        digests.append(
+            QString::fromLatin1(QCryptographicHash::hash(it.value(), QCryptographicHash::Md5).toHex()));
     digests.sort();
-    const QByteArray expected = QCryptographicHash::hash(digests.join("").toUtf8(), QCryptographicHash::Md5).toHex();
+    const QByteArray expected =
+        QCryptographicHash::hash(digests.join("").toUtf8(), QCryptographicHash::Md5).toHex();
     QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("two")).toLatin1(), expected);
+}
+
+void TestDir::directoryMD5WithoutFiles()
+{
+    QTemporaryDir dir;
+    make(dir.path(), {{"only/sub/f.txt", "x"}, {"only/empty/", {}}});
+    const QString emptyInput =
+        QString::fromLatin1(QCryptographicHash::hash({}, QCryptographicHash::Md5).toHex());
+    QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("only")), emptyInput);
+    QCOMPARE(RZDir::calculateDirectoryMD5(dir.filePath("missing")), QString());
+    QVERIFY(RZDir::hasSameMD5(dir.filePath("missing"), dir.filePath("also-missing")));
 }
 
 // ---- copying ----------------------------------------------------------------------------------------
 
 void TestDir::copyRoutines_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("routine");
     QTest::addColumn<bool>("overwrite");
     QTest::addColumn<QString>("target");
@@ -271,18 +298,24 @@ void TestDir::copyRoutines_data()
     QTest::addColumn<bool>("result");
     QTest::addColumn<Tree>("expected"); // the target afterwards
 
-    const Tree full{{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}};
+    const Tree full{
+        {"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}};
     const Tree stopped{{"a.txt", "new a"}, {"m.txt", "old m"}};
     const Tree stoppedInSub{{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/", {}}, {"sub/b.txt", "old b"}};
 
     QTest::newRow("all: replaces") << "all" << false << "dst" << "m.txt" << true << full;
     QTest::newRow("directory: overwrite") << "directory" << true << "dst" << "m.txt" << true << full;
     QTest::newRow("directory: conflict fails") << "directory" << false << "dst" << "m.txt" << false << stopped;
-    QTest::newRow("directory: conflict in sub-folder")
-        << "directory" << false << "dst" << "sub/b.txt" << false << stoppedInSub;
+    QTest::newRow("directory: conflict in sub-folder") << "directory" << false << "dst" << "sub/b.txt" << false
+        << stoppedInSub;
     QTest::newRow("directory: fresh target") << "directory" << false << "fresh" << "m.txt" << true << full;
     QTest::newRow("directory: makes all levels") << "directory" << false << "x/y/z" << "m.txt" << true << full;
     QTest::newRow("all: makes one level only") << "all" << false << "x/y/z" << "m.txt" << false << Tree{};
+    // Onto itself a copy would delete the files; into its own sub-folder it would never end.
+    QTest::newRow("all: onto itself") << "all" << false << "src" << "m.txt" << false << full;
+    QTest::newRow("directory: into own sub-folder") << "directory" << true << "src/sub/copy" << "m.txt" << false
+        << Tree{};
+    // clang-format on
 }
 
 void TestDir::copyRoutines()
@@ -294,7 +327,8 @@ void TestDir::copyRoutines()
     QFETCH(bool, result);
     QFETCH(Tree, expected);
     QTemporaryDir dir;
-    make(dir.filePath("src"), {{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}});
+    make(dir.filePath("src"),
+         {{"a.txt", "new a"}, {"m.txt", "new m"}, {"sub/b.txt", "new b"}, {"z.txt", "new z"}});
     make(dir.filePath("dst"), {{conflict, "old " + QFileInfo(conflict).fileName().left(1).toUtf8()}});
     const QString to = dir.filePath(target);
     const bool copied = routine == "all" ? RZDir::copyAllDirFiles(dir.filePath("src"), to)
@@ -307,6 +341,7 @@ void TestDir::copyRoutines()
 
 void TestDir::removeRecursively_data()
 {
+    // clang-format off
     QTest::addColumn<bool>("removeSelf");
     QTest::addColumn<QStringList>("filters");
     QTest::addColumn<bool>("result");
@@ -315,9 +350,9 @@ void TestDir::removeRecursively_data()
 
     QTest::newRow("whole") << true << QStringList{} << true << false << Tree{};
     QTest::newRow("keep top") << false << QStringList{} << true << true << Tree{};
-    QTest::newRow("filtered")
-        << false << QStringList{"*.txt"} << false << true
-        << Tree{{"b.log", {}}, {"sub/", {}}, {"sub/c.txt", {}}, {"sub/d.log", {}}, {"keep.txt/", {}}, {"keep.txt/f.log", {}}};
+    QTest::newRow("filtered") << false << QStringList{"*.txt"} << false << true
+        << Tree{{"b.log", {}},     {"sub/", {}},      {"sub/c.txt", {}}, {"sub/d.log", {}}, {"keep.txt/", {}}, {"keep.txt/f.log", {}}};
+    // clang-format on
 }
 
 void TestDir::removeRecursively()
@@ -330,8 +365,14 @@ void TestDir::removeRecursively()
     QTemporaryDir dir;
     const QString top = dir.filePath("top");
     // A matching folder is removed with its matching files; one that keeps other files fails.
-    make(top, {{"a.txt", {}}, {".hidden.txt", {}}, {"b.log", {}}, {"sub/c.txt", {}}, {"sub/d.log", {}},
-               {"gone.txt/e.txt", {}}, {"gone.txt/deeper.txt/", {}}, {"keep.txt/f.log", {}}});
+    make(top, {{"a.txt", {}},
+               {".hidden.txt", {}},
+               {"b.log", {}},
+               {"sub/c.txt", {}},
+               {"sub/d.log", {}},
+               {"gone.txt/e.txt", {}},
+               {"gone.txt/deeper.txt/", {}},
+               {"keep.txt/f.log", {}}});
     QCOMPARE(RZDir::removeRecursively(top, removeSelf, filters), result);
     QCOMPARE(QFileInfo::exists(top), topRemains);
     QCOMPARE(snapshot(top), remaining);
@@ -341,7 +382,8 @@ void TestDir::removeFolderContent()
 {
     QTemporaryDir dir;
     const QString top = dir.filePath("top");
-    make(top, {{"a.txt", "x"}, {".hidden", "x"}, {"s1/s2/s3/deep.bin", "x"}, {"s1/f", "x"}, {"empty/e/", {}}});
+    make(top,
+         {{"a.txt", "x"}, {".hidden", "x"}, {"s1/s2/s3/deep.bin", "x"}, {"s1/f", "x"}, {"empty/e/", {}}});
     QVERIFY(RZDir::removeFolderContent(top));
     QVERIFY(QFileInfo(top).isDir());
     QCOMPARE(snapshot(top), Tree{});
@@ -372,7 +414,8 @@ void TestDir::diskFreeSpace()
     QVERIFY(free != 2147483647);
     // Others write to the same disk meanwhile: compare loosely.
     const qint64 expected = QStorageInfo(m_oDir.path()).bytesFree() >> 20;
-    QVERIFY2(qAbs(qint64(free) - expected) < 256, qPrintable(QStringLiteral("%1 vs %2").arg(free).arg(expected)));
+    QVERIFY2(qAbs(qint64(free) - expected) < 256,
+             qPrintable(QStringLiteral("%1 vs %2").arg(free).arg(expected)));
 }
 
 void TestDir::effectPackFile()
@@ -396,7 +439,8 @@ void TestDir::effectPackFile()
     QCOMPARE(written.documentElement().elementsByTagName("Dir").size(), 2);
 
     // Duplicates written by someone else are read once; a damaged file starts afresh.
-    QVERIFY(writeFile(file, "<EffectPackDir><Dir Path=\"/p\"/><Dir Path=\"/p\"/><Dir Path=\"/q\"/></EffectPackDir>"));
+    QVERIFY(writeFile(
+        file, "<EffectPackDir><Dir Path=\"/p\"/><Dir Path=\"/p\"/><Dir Path=\"/q\"/></EffectPackDir>"));
     QCOMPARE(RZDir::getEffectPackPath(), QStringList({"/p", "/q"}));
     QVERIFY(writeFile(file, "<EffectPackDir><Dir Path="));
     QVERIFY(RZDir::getEffectPackPath().isEmpty());

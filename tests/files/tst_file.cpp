@@ -1,7 +1,7 @@
 #include "RZFileTestUtils.h"
 
-#include <RZCore/RZFile.h>
 #include <RZCore/RZDir.h>
+#include <RZCore/RZFile.h>
 #include <RZCore/RZUtility.h>
 #include <RZTestLogSink.h>
 
@@ -40,6 +40,7 @@ private slots:
     void removeAbsentFile();
     void copyFiles_data();
     void copyFiles();
+    void copyOntoItself();
     void createNewFileKeepsContent();
     void md5_data();
     void md5();
@@ -64,25 +65,24 @@ void TestFile::initTestCase()
 
 void TestFile::duplicationPath_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("existing");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("expected");
 
     QTest::newRow("no copy yet") << QStringList{"clip.mp4"} << "clip.mp4" << "clip - Copy.mp4";
-    QTest::newRow("copy taken") << QStringList{"clip.mp4", "clip - Copy.mp4"} << "clip.mp4"
-                                << "clip - Copy (1).mp4";
+    QTest::newRow("copy taken") << QStringList{"clip.mp4", "clip - Copy.mp4"} << "clip.mp4" << "clip - Copy (1).mp4";
     QTest::newRow("numbers replace") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4"} << "clip.mp4"
-                                     << "clip - Copy (2).mp4";
-    QTest::newRow("third number")
-        << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4", "clip - Copy (2).mp4"} << "clip.mp4"
-        << "clip - Copy (3).mp4";
+        << "clip - Copy (2).mp4";
+    QTest::newRow("third number") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4", "clip - Copy (2).mp4"}
+        << "clip.mp4" << "clip - Copy (3).mp4";
     QTest::newRow("gap is reused") << QStringList{"clip - Copy.mp4", "clip - Copy (2).mp4"} << "clip.mp4"
-                                   << "clip - Copy (1).mp4";
-    QTest::newRow("own bracket kept")
-        << QStringList{"take (4) - Copy.mp4", "take (4) - Copy (1).mp4"} << "take (4).mp4"
-        << "take (4) - Copy (2).mp4";
+        << "clip - Copy (1).mp4";
+    QTest::newRow("own bracket kept") << QStringList{"take (4) - Copy.mp4", "take (4) - Copy (1).mp4"}
+        << "take (4).mp4" << "take (4) - Copy (2).mp4";
     QTest::newRow("middle part dropped") << QStringList{} << "a.b.mp4" << "a - Copy.mp4";
     QTest::newRow("no suffix") << QStringList{} << "notes" << "notes - Copy.";
+    // clang-format on
 }
 
 void TestFile::duplicationPath()
@@ -93,25 +93,26 @@ void TestFile::duplicationPath()
     QTemporaryDir dir;
     for (const QString& name : existing)
         QVERIFY(writeFile(dir.filePath(name)));
-    QCOMPARE(RZFile::makeValidDuplicationFilePath(dir.filePath(source)), QString(dir.path() + '/' + expected));
+    QCOMPARE(RZFile::makeValidDuplicationFilePath(dir.filePath(source)),
+             QString(dir.path() + '/' + expected));
 }
 
 void TestFile::renamePath_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("existing");
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("newBase");
     QTest::addColumn<QString>("expected");
 
     QTest::newRow("free") << QStringList{"clip.mp4"} << "clip.mp4" << "holiday" << "holiday.mp4";
-    QTest::newRow("taken") << QStringList{"clip.mp4", "holiday.mp4"} << "clip.mp4" << "holiday"
-                           << "holiday (1).mp4";
+    QTest::newRow("taken") << QStringList{"clip.mp4", "holiday.mp4"} << "clip.mp4" << "holiday" << "holiday (1).mp4";
     QTest::newRow("taken twice") << QStringList{"clip.mp4", "holiday.mp4", "holiday (1).mp4"} << "clip.mp4"
-                                 << "holiday" << "holiday (2).mp4";
+        << "holiday" << "holiday (2).mp4";
     QTest::newRow("own name") << QStringList{"clip.mp4"} << "clip.mp4" << "clip" << "clip.mp4";
-    QTest::newRow("own name by numbering") << QStringList{"x.mp4", "x (1).mp4"} << "x (1).mp4" << "x"
-                                           << "x (1).mp4";
+    QTest::newRow("own name by numbering") << QStringList{"x.mp4", "x (1).mp4"} << "x (1).mp4" << "x" << "x (1).mp4";
     QTest::newRow("case differs") << QStringList{"clip.mp4"} << "clip.mp4" << "Clip" << "Clip.mp4";
+    // clang-format on
 }
 
 void TestFile::renamePath()
@@ -129,6 +130,7 @@ void TestFile::renamePath()
 
 void TestFile::nameArithmetic_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("extra");
@@ -147,6 +149,7 @@ void TestFile::nameArithmetic_data()
     QTest::newRow("append") << "appendFileNameSuffix" << "/a/x.y.mp4" << "_1" << "/a/x_1.mp4";
     QTest::newRow("Append") << "AppendFileNameSuffix" << "/a/clip.mp4" << "_1" << "/a/clip_1.mp4";
     QTest::newRow("make") << "makeFileName" << "/a/clip.mp4" << "_1" << "clip_1.mp4";
+    // clang-format on
 }
 
 void TestFile::nameArithmetic()
@@ -224,6 +227,7 @@ void TestFile::lazyExistsKeepsThousandRecentPaths()
 
 void TestFile::networkPath_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("network");
 
@@ -233,6 +237,7 @@ void TestFile::networkPath_data()
     QTest::newRow("empty") << "" << false;
     QTest::newRow("unc") << "\\\\server\\share\\clip.mp4" << true;
     QTest::newRow("unc, forward") << "//server/share/clip.mp4" << true;
+    // clang-format on
 }
 
 void TestFile::networkPath()
@@ -266,6 +271,7 @@ void TestFile::removeAbsentFile()
 
 void TestFile::copyFiles_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("sources");
     QTest::addColumn<bool>("result");
     QTest::addColumn<QStringList>("copied");
@@ -273,7 +279,8 @@ void TestFile::copyFiles_data()
     QTest::newRow("empty list") << QStringList{} << true << QStringList{};
     QTest::newRow("overwrites") << QStringList{"a.txt", "b.txt"} << true << QStringList{"a.txt", "b.txt"};
     QTest::newRow("stops at failure") << QStringList{"a.txt", "missing.txt", "b.txt"} << false
-                                      << QStringList{"a.txt"};
+        << QStringList{"a.txt"};
+    // clang-format on
 }
 
 void TestFile::copyFiles()
@@ -291,9 +298,17 @@ void TestFile::copyFiles()
         paths.append(dir.filePath("src/" + name));
     QCOMPARE(FileOperation::CopyFiles(paths, dir.filePath("dst")), result);
     for (const QString& name : QStringList{"a.txt", "b.txt"}) {
-        const QByteArray expected = QByteArray(copied.contains(name) ? "new " : "old ") + name.left(1).toUtf8();
+        const QByteArray expected =
+            QByteArray(copied.contains(name) ? "new " : "old ") + name.left(1).toUtf8();
         QCOMPARE(readFile(dir.filePath("dst/" + name)), expected);
     }
+}
+
+void TestFile::copyOntoItself()
+{
+    QVERIFY(writeFile(path("same.txt"), "keep"));
+    QVERIFY(FileOperation::CopyFileW(path("same.txt"), m_oDir.path()));
+    QCOMPARE(readFile(path("same.txt")), QByteArray("keep"));
 }
 
 void TestFile::createNewFileKeepsContent()
@@ -307,10 +322,12 @@ void TestFile::createNewFileKeepsContent()
 
 void TestFile::md5_data()
 {
+    // clang-format off
     QTest::addColumn<int>("size");
     // Around the 10,240-byte block of the reader.
     for (int size : {0, 1, 10239, 10240, 10241, 20480, 65537})
-        QTest::addRow("%d bytes", size) << size;
+    QTest::addRow("%d bytes", size) << size;
+    // clang-format on
 }
 
 void TestFile::md5()
@@ -321,7 +338,8 @@ void TestFile::md5()
         data[i] = static_cast<char>((i * 7919) >> 3);
     const QString file = path(QStringLiteral("md5-%1").arg(size));
     QVERIFY(writeFile(file, data));
-    const QString expected = QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
+    const QString expected =
+        QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
     QCOMPARE(FileOperation::CalcFileMD5(file), expected);
     QCOMPARE(RZDir::calculateFileMD5(file), expected);
     QVERIFY(FileOperation::CalcFileMD5(path("no-such-file")).isEmpty());
@@ -332,6 +350,7 @@ void TestFile::md5()
 
 void TestFile::textWriters_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("writer");
     QTest::addColumn<QString>("target");
     QTest::addColumn<bool>("result");
@@ -344,6 +363,7 @@ void TestFile::textWriters_data()
     QTest::newRow("writeTextFile, file") << "RZFile::writeTextFile" << "f.txt" << true;
     QTest::newRow("RZDir, folder") << "RZDir::writeTextFile" << "folder" << true;
     QTest::newRow("RZDir, missing folder") << "RZDir::writeTextFile" << "none/x.txt" << true;
+    // clang-format on
 }
 
 void TestFile::textWriters()
@@ -386,7 +406,7 @@ void TestFile::textRoundTrip()
 void TestFile::removeStaleLocks()
 {
     QTemporaryDir dir;
-    const QStringList files = {"FConfig.ini", "FConfig.ini.lock", "Cinvera.rmlock", "FConfig.old.ini.lock",
+    const QStringList files = {"FConfig.ini",    "FConfig.ini.lock", "Cinvera.rmlock", "FConfig.old.ini.lock",
                                "Other.ini.lock", "fconfig.ini.lock", "FConfig.lock"};
     for (const QString& name : files)
         QVERIFY(writeFile(dir.filePath(name)));

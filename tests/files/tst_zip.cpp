@@ -20,9 +20,9 @@ namespace {
 // of the last entry's data.
 const char* const kMakeZip = R"PY(
 import json, struct, sys, zipfile
-spec = json.load(sys.stdin)
-with zipfile.ZipFile(spec["zip"], "w") as z:
-    for e in spec["entries"]:
+layout = json.load(sys.stdin)
+with zipfile.ZipFile(layout["zip"], "w") as z:
+    for e in layout["entries"]:
         info = zipfile.ZipInfo(e["name"])
         info.create_system = 3
         info.compress_type = zipfile.ZIP_DEFLATED if e.get("deflate") else zipfile.ZIP_STORED
@@ -33,9 +33,9 @@ with zipfile.ZipFile(spec["zip"], "w") as z:
         else:
             info.external_attr = 0o644 << 16
         z.writestr(info, e.get("data", "").encode("utf-8"))
-if spec.get("corrupt"):
-    last = zipfile.ZipFile(spec["zip"]).infolist()[-1]
-    with open(spec["zip"], "r+b") as f:
+if layout.get("corrupt"):
+    last = zipfile.ZipFile(layout["zip"]).infolist()[-1]
+    with open(layout["zip"], "r+b") as f:
         f.seek(last.header_offset + 26)
         n, m = struct.unpack("<HH", f.read(4))
         at = last.header_offset + 30 + n + m + last.compress_size // 2
@@ -64,9 +64,10 @@ bool makeZipWithPython(const QString& zip, const QList<Entry>& entries, bool cor
 {
     QJsonArray list;
     for (const Entry& e : entries)
-        list.append(QJsonObject{{"name", e.name}, {"data", e.data}, {"deflate", e.deflate}, {"link", e.link}});
-    const QJsonObject spec{{"zip", zip}, {"entries", list}, {"corrupt", corrupt}};
-    return run(python(), {"-c", kMakeZip}, QString(), QJsonDocument(spec).toJson()) == 0;
+        list.append(
+            QJsonObject{{"name", e.name}, {"data", e.data}, {"deflate", e.deflate}, {"link", e.link}});
+    const QJsonObject layout{{"zip", zip}, {"entries", list}, {"corrupt", corrupt}};
+    return run(python(), {"-c", kMakeZip}, QString(), QJsonDocument(layout).toJson()) == 0;
 }
 
 // Names with several scripts, an empty file and an empty folder: what the peers must agree on.
@@ -206,7 +207,8 @@ void TestZip::ourArchivePassesUnzip()
 
 void TestZip::compressCallbackAndSelf()
 {
-    makeTree(path("src"), {{"keep.txt", "k"}, {"drop.tmp", "d"}, {"skipped/inner.txt", "i"}, {"sub/also.tmp", "a"}});
+    makeTree(path("src"),
+             {{"keep.txt", "k"}, {"drop.tmp", "d"}, {"skipped/inner.txt", "i"}, {"sub/also.tmp", "a"}});
     // The archive is written into the folder it packs and must not contain itself.
     QVERIFY(RZQuaZip::CompressDirWithUTF8(path("src/self.zip"), path("src"), skipTmpFiles));
     QStringList names = RZQuaZip::GetFileList(path("src/self.zip"));
@@ -238,7 +240,8 @@ void TestZip::compressFileList()
 
 void TestZip::cleansTargetNames()
 {
-    QVERIFY(makeZipWithPython(path("odd.zip"), {{"what?.txt", "q"}, {"a*b|c<d>e\"f.txt", "s"}, {"time 10:30.txt", "c"}}));
+    QVERIFY(makeZipWithPython(path("odd.zip"),
+                              {{"what?.txt", "q"}, {"a*b|c<d>e\"f.txt", "s"}, {"time 10:30.txt", "c"}}));
     const QStringList targets = RZQuaZip::ExtractDir(path("odd.zip"), path("out"));
     QVERIFY(targets.contains(path("out/what_.txt")));
     QCOMPARE(snapshot(path("out")),
@@ -249,6 +252,7 @@ void TestZip::cleansTargetNames()
 
 void TestZip::brokenArchives_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("kind");
     QTest::newRow("damaged last entry, stored") << "stored";
     QTest::newRow("damaged last entry, deflated") << "deflated";
@@ -256,6 +260,7 @@ void TestZip::brokenArchives_data()
     QTest::newRow("not an archive") << "text";
     QTest::newRow("no entries") << "empty";
     QTest::newRow("missing") << "missing";
+    // clang-format on
 }
 
 void TestZip::brokenArchives()
@@ -263,7 +268,9 @@ void TestZip::brokenArchives()
     QFETCH(QString, kind);
     const QString zip = path("broken.zip");
     const QString big = QString("0123456789abcdef").repeated(4096);
-    const QList<Entry> entries{{"first.txt", "first"}, {"dir/", ""}, {"dir/second.txt", big, true},
+    const QList<Entry> entries{{"first.txt", "first"},
+                               {"dir/", ""},
+                               {"dir/second.txt", big, true},
                                {"last.bin", big, kind == "deflated"}};
     if (kind == "stored" || kind == "deflated") {
         QVERIFY(makeZipWithPython(zip, entries, true));
@@ -283,6 +290,7 @@ void TestZip::brokenArchives()
 
 void TestZip::refusesLeavingTarget_data()
 {
+    // clang-format off
     QTest::addColumn<Entry>("evil");
     QTest::newRow("parent") << Entry{"../evil.txt", "x"};
     QTest::newRow("parent, nested") << Entry{"dir/../../evil.txt", "x"};
@@ -292,13 +300,15 @@ void TestZip::refusesLeavingTarget_data()
     QTest::newRow("link up") << Entry{"up", "../../", false, true};
     QTest::newRow("link absolute") << Entry{"passwd", "/etc/passwd", false, true};
     QTest::newRow("link nested up") << Entry{"dir/l", "../../evil", false, true};
+    // clang-format on
 }
 
 void TestZip::refusesLeavingTarget()
 {
     QFETCH(Entry, evil);
     evil.name.replace("@temp@", m_pDir->path());
-    QVERIFY(makeZipWithPython(path("evil.zip"), {{"ok.txt", "fine"}, {"dir/", ""}, {"dir/ok2.txt", "fine"}, evil}));
+    QVERIFY(makeZipWithPython(path("evil.zip"),
+                              {{"ok.txt", "fine"}, {"dir/", ""}, {"dir/ok2.txt", "fine"}, evil}));
     const Tree before = snapshot(m_pDir->path());
     RZScopedTestLogger logger;
     QVERIFY(RZQuaZip::ExtractDir(path("evil.zip"), path("work/out")).isEmpty());
@@ -310,7 +320,8 @@ void TestZip::refusesLeavingTarget()
     QCOMPARE(after, before);
     int warnings = 0;
     for (const RZTestLogSink::Record& record : logger.sink->records()) {
-        if (record.level == RZBaseLog::LogLevel::warn && QString::fromStdString(record.message).contains(evil.name))
+        if (record.level == RZBaseLog::LogLevel::warn &&
+            QString::fromStdString(record.message).contains(evil.name))
             ++warnings;
     }
     QCOMPARE(warnings, 1);
@@ -333,16 +344,19 @@ void TestZip::refusesLinksOnDisk()
 
 void TestZip::linkInsideIsWrittenAsFile()
 {
-    QVERIFY(makeZipWithPython(path("link.zip"), {{"dir/", ""}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt", false, true}}));
+    QVERIFY(makeZipWithPython(
+        path("link.zip"), {{"dir/", ""}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt", false, true}}));
     QCOMPARE(RZQuaZip::ExtractDir(path("link.zip"), path("out")).size(), 3);
-    QCOMPARE(snapshot(path("out")), (Tree{{"dir/", {}}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt"}}));
+    QCOMPARE(snapshot(path("out")),
+             (Tree{{"dir/", {}}, {"dir/real.txt", "data"}, {"alias", "dir/real.txt"}}));
 }
 
 // ---- progress and cancel --------------------------------------------------------------------------
 
 void TestZip::progressAndCancel()
 {
-    makeTree(path("src"), {{"a.bin", QByteArray(10000, 'a')}, {"b/c.bin", QByteArray(30000, 'c')}, {"e", {}}});
+    makeTree(path("src"),
+             {{"a.bin", QByteArray(10000, 'a')}, {"b/c.bin", QByteArray(30000, 'c')}, {"e", {}}});
     QVERIFY(RZQuaZip::CompressDirWithUTF8(path("p.zip"), path("src"), nullptr));
     const qint64 total = ZipOperate::uncompressedSize(path("p.zip"));
     QCOMPARE(total, qint64(40000));

@@ -60,8 +60,8 @@ std::string systemDrivePath()
 
 bool isNetworkPath(const std::string& utf8Path)
 {
-    if (utf8Path.size() >= 2 && (utf8Path[0] == '/' || utf8Path[0] == '\\')
-        && (utf8Path[1] == '/' || utf8Path[1] == '\\'))
+    if (utf8Path.size() >= 2 && (utf8Path[0] == '/' || utf8Path[0] == '\\') &&
+        (utf8Path[1] == '/' || utf8Path[1] == '\\'))
         return true;
     if (utf8Path.empty() || utf8Path[0] != '/')
         return false;

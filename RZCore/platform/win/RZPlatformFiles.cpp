@@ -20,7 +20,8 @@ std::wstring toWide(const std::string& utf8)
 {
     if (utf8.empty())
         return std::wstring();
-    const int size = ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+    const int size =
+        ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
     if (size <= 0)
         return std::wstring();
     std::wstring wide(static_cast<std::size_t>(size), L'\0');

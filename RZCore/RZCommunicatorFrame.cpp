@@ -1,0 +1,61 @@
+#include "RZCommunicatorFrame_p.h"
+
+#include <QStringList>
+
+namespace RZCommunicatorFrame {
+
+QString build(const QString& strCommand, const QStringList& lstContents)
+{
+    return kStart + strCommand + kHead + lstContents.join(kContent) + kEnd;
+}
+
+bool isWhole(const QString& strText)
+{
+    return strText.startsWith(kStart) && strText.endsWith(kEnd);
+}
+
+ReadOutcome reassemble(QString& strBuffer, const QString& strRead, QString& strDelivered)
+{
+    if (isWhole(strRead)) {
+        strDelivered = strRead;
+        return ReadOutcome::Whole;
+    }
+    if (strRead.endsWith(kEnd) && strBuffer.startsWith(kStart)) {
+        strDelivered = strBuffer + strRead;
+        strBuffer.clear();
+        return ReadOutcome::Joined;
+    }
+    strBuffer += strRead;
+    return ReadOutcome::Buffered;
+}
+
+bool findClientName(const QString& strDelivered, QString& strPath)
+{
+    if (!strDelivered.contains(kClientName))
+        return false;
+    const QStringList lstParts = strDelivered.split(kEnd, Qt::SkipEmptyParts);
+    for (const QString& strPart : lstParts) {
+        if (!strPart.contains(kClientName))
+            continue;
+        // Empty pieces are dropped, so a name frame without a path yields its own head as the path.
+        const QStringList lstPieces = strPart.split(kHead, Qt::SkipEmptyParts);
+        strPath = lstPieces.isEmpty() ? QString() : lstPieces.last();
+        return true;
+    }
+    return false; // not reached: the name word cannot overlap an end word
+}
+
+bool needsBeatAnswer(const QString& strRead)
+{
+    // The engine beat (kEngineBeat) is recognised by hosts only; the client never answers it.
+    return strRead.contains(kBeat);
+}
+
+QString normalizedPath(const QString& strPath)
+{
+    QString strOut = strPath;
+    strOut.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    return strOut;
+}
+
+} // namespace RZCommunicatorFrame

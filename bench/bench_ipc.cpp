@@ -1,0 +1,287 @@
+// The communicator between two processes, beside a raw QLocalSocket carrying the same bytes between
+// the same two processes:
+//   - round trips of a beat (server sends "CMD_PINGPONG_BEAT", the client answers, sigPingPong)
+//     against a raw echo of the 71 bytes of that frame;
+//   - one-way frames streamed from the client to the server (parsed by the receiver, as a host
+//     does) against the same bytes streamed raw.
+// The pairs run interleaved, repeated; the ratios of the medians are printed at the end.
+// Run: scripts/bench bench_ipc    (the binary starts itself again as the second process)
+#include <RZCore/RZCommunicator.h>
+#include <RZCore/log/RZBaseLog.h>
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QProcess>
+#include <QTimer>
+#include <QUuid>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace {
+
+const QString kBeat = QStringLiteral("CMD_PINGPONG_BEAT");
+const QString kStreamRequest = QStringLiteral("BENCH_STREAM");
+const QString kStreamFrame = QStringLiteral("BENCH_FRAME");
+constexpr int kStreamBatch = 1000;
+
+// One streamed frame: about 100 bytes on the wire.
+QStringList streamContents()
+{
+    return {QStringLiteral("clip-0042.mp4"), QStringLiteral("00:01:02.500"), QStringLiteral("progress 42")};
+}
+
+QByteArray streamFrameBytes()
+{
+    return RZCommunicatorMsg(kStreamFrame, streamContents()).toString().toUtf8();
+}
+
+// ---- the second process ----------------------------------------------------------------------
+
+int runChild(const QString& strServer, const QString& strRawServer)
+{
+    RZCommunicatorClient oClient;
+    QObject::connect(&oClient, &RZCommunicatorClient::sigRecveMsg, [&](const QString& strText) {
+        for (const RZCommunicatorMsg& oMsg : RZCommunicatorMsg::buildListFromString(strText)) {
+            if (!oMsg.contains(kStreamRequest))
+                continue;
+            const int nCount = oMsg.firstContent().toInt();
+            for (int i = 0; i < nCount; ++i)
+                oClient.SendMsg(kStreamFrame, streamContents(), false);
+        }
+    });
+    QObject::connect(&oClient, &RZCommunicatorClient::sigServerClosed, [] { QCoreApplication::exit(0); });
+    oClient.ConnectToServer(strServer);
+
+    // Raw peer: echoes every read; a 4-byte request asks for that many stream frames instead.
+    QLocalSocket oRaw;
+    const QByteArray oFrame = streamFrameBytes();
+    QObject::connect(&oRaw, &QLocalSocket::readyRead, [&] {
+        const QByteArray oRead = oRaw.readAll();
+        if (oRead.startsWith("S:")) {
+            const int nCount = oRead.mid(2).toInt();
+            for (int i = 0; i < nCount; ++i) {
+                oRaw.write(oFrame);
+                oRaw.flush();
+            }
+            return;
+        }
+        oRaw.write(oRead);
+        oRaw.flush();
+    });
+    QObject::connect(&oRaw, &QLocalSocket::disconnected, [] { QCoreApplication::exit(0); });
+    oRaw.connectToServer(strRawServer);
+    return QCoreApplication::exec();
+}
+
+// ---- the measuring process -------------------------------------------------------------------
+
+class Peer
+{
+public:
+    bool start()
+    {
+        const QString strId = QUuid::createUuid().toString(QUuid::Id128).left(12);
+        m_pServer = RZCommunicatorServer::GetInstance();
+        m_pServer->Listen(QStringLiteral("rzcore-bench-") + strId);
+        m_oRawServer.listen(QStringLiteral("rzcore-bench-raw-") + strId);
+
+        QObject::connect(m_pServer, &RZCommunicatorServer::sigPingPong, [this] { ++m_nPongs; });
+        QObject::connect(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom, [this](const QString& strText) {
+            for (const RZCommunicatorMsg& oMsg : RZCommunicatorMsg::buildListFromString(strText))
+                m_nFrames += oMsg.contains(kStreamFrame) ? 1 : 0;
+        });
+
+        m_oChild.setProcessChannelMode(QProcess::ForwardedChannels);
+        m_oChild.start(QCoreApplication::applicationFilePath(),
+                       {QStringLiteral("--ipc-child"), QStringLiteral("rzcore-bench-") + strId,
+                        QStringLiteral("rzcore-bench-raw-") + strId});
+        m_strChildPath = QDir::fromNativeSeparators(QCoreApplication::applicationFilePath());
+        if (!m_oChild.waitForStarted(10000) || !m_oRawServer.waitForNewConnection(10000))
+            return false;
+        m_pRaw = m_oRawServer.nextPendingConnection();
+        QObject::connect(m_pRaw, &QLocalSocket::readyRead,
+                         [this] { m_nRawBytes += m_pRaw->readAll().size(); });
+        if (!waitWithin([this] { return m_pServer->isSocketProcessExists(m_strChildPath); }))
+            return false;
+
+        // A frame that shares one read with the server's "next" greeting is lost; beat until one is
+        // answered, so that the measured frames never meet the greeting.
+        QTimer oBeat;
+        QObject::connect(&oBeat, &QTimer::timeout,
+                         [this] { m_pServer->SendMsgToProcess(kBeat, {}, m_strChildPath, false); });
+        oBeat.start(100);
+        return waitWithin([this] { return m_nPongs > 0; });
+    }
+
+    void stop()
+    {
+        m_oChild.kill();
+        m_oChild.waitForFinished(5000);
+        RZCommunicatorServer::Release();
+    }
+
+    // Blocks in the event loop until `done` holds. The measured loops use this one: nothing but
+    // the peer's bytes wakes it.
+    template <typename Done> static void waitUntil(Done done)
+    {
+        while (!done())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    // The same, giving up after 10 s.
+    template <typename Done> static bool waitWithin(Done done)
+    {
+        QTimer oGuard;
+        oGuard.start(10000); // also wakes the loop when nothing else would
+        while (!done() && oGuard.remainingTime() > 0)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        return done();
+    }
+
+    RZCommunicatorServer* m_pServer = nullptr;
+    QString m_strChildPath;
+    QLocalServer m_oRawServer;
+    QLocalSocket* m_pRaw = nullptr;
+    QProcess m_oChild;
+    qint64 m_nPongs = 0;
+    qint64 m_nFrames = 0;
+    qint64 m_nRawBytes = 0;
+};
+
+Peer* g_pPeer = nullptr;
+
+void BM_RawEcho(benchmark::State& state)
+{
+    Peer& oPeer = *g_pPeer;
+    const QByteArray oBytes = RZCommunicatorMsg(kBeat, {}).toString().toUtf8();
+    for (auto _ : state) {
+        const qint64 nTarget = oPeer.m_nRawBytes + oBytes.size();
+        oPeer.m_pRaw->write(oBytes);
+        oPeer.m_pRaw->flush();
+        oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
+    }
+    state.counters["round_trips/s"] =
+        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+void BM_BeatRoundTrip(benchmark::State& state)
+{
+    Peer& oPeer = *g_pPeer;
+    for (auto _ : state) {
+        const qint64 nTarget = oPeer.m_nPongs + 1;
+        oPeer.m_pServer->SendMsgToProcess(kBeat, {}, oPeer.m_strChildPath, false);
+        oPeer.waitUntil([&] { return oPeer.m_nPongs >= nTarget; });
+    }
+    state.counters["round_trips/s"] =
+        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+void BM_RawStream(benchmark::State& state)
+{
+    Peer& oPeer = *g_pPeer;
+    const qint64 nBatchBytes = qint64(streamFrameBytes().size()) * kStreamBatch;
+    for (auto _ : state) {
+        const qint64 nTarget = oPeer.m_nRawBytes + nBatchBytes;
+        oPeer.m_pRaw->write("S:" + QByteArray::number(kStreamBatch));
+        oPeer.m_pRaw->flush();
+        oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
+    }
+    state.counters["frames/s"] =
+        benchmark::Counter(double(state.iterations()) * kStreamBatch, benchmark::Counter::kIsRate);
+}
+
+void BM_FrameStream(benchmark::State& state)
+{
+    Peer& oPeer = *g_pPeer;
+    for (auto _ : state) {
+        const qint64 nTarget = oPeer.m_nFrames + kStreamBatch;
+        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)},
+                                          oPeer.m_strChildPath, false);
+        oPeer.waitUntil([&] { return oPeer.m_nFrames >= nTarget; });
+    }
+    state.counters["frames/s"] =
+        benchmark::Counter(double(state.iterations()) * kStreamBatch, benchmark::Counter::kIsRate);
+}
+
+BENCHMARK(BM_RawEcho)->MinTime(1.0)->Repetitions(5)->UseRealTime();
+BENCHMARK(BM_BeatRoundTrip)->MinTime(1.0)->Repetitions(5)->UseRealTime();
+BENCHMARK(BM_RawStream)->MinTime(1.0)->Repetitions(5)->UseRealTime();
+BENCHMARK(BM_FrameStream)->MinTime(1.0)->Repetitions(5)->UseRealTime();
+
+// Console output as usual, plus the median rate of every benchmark, for the ratios at the end.
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& vecRuns) override
+    {
+        ConsoleReporter::ReportRuns(vecRuns);
+        for (const Run& oRun : vecRuns) {
+            if (oRun.run_type != Run::RT_Iteration || oRun.error_occurred)
+                continue;
+            for (const char* pName : {"round_trips/s", "frames/s"}) {
+                auto it = oRun.counters.find(pName);
+                if (it != oRun.counters.end())
+                    m_mapRates[oRun.run_name.function_name].push_back(it->second.value);
+            }
+        }
+    }
+    void printRatio(const char* pTitle, const std::string& strOurs, const std::string& strRaw)
+    {
+        const double dOurs = median(strOurs);
+        const double dRaw = median(strRaw);
+        if (dOurs > 0 && dRaw > 0)
+            std::printf("%-34s %10.0f / %10.0f per s = %.2fx\n", pTitle, dOurs, dRaw, dOurs / dRaw);
+    }
+
+private:
+    double median(const std::string& strName)
+    {
+        std::vector<double> vecValues = m_mapRates[strName];
+        if (vecValues.empty())
+            return 0;
+        std::sort(vecValues.begin(), vecValues.end());
+        return vecValues[vecValues.size() / 2];
+    }
+    std::map<std::string, std::vector<double>> m_mapRates;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    RZBaseLog::setLevel(RZBaseLog::LogLevel::warn); // the info lines of connects would fill the report
+    if (argc >= 4 && std::strcmp(argv[1], "--ipc-child") == 0)
+        return runChild(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
+
+    // Interleave the repetitions, so that a change in the machine's load hits both sides of a pair.
+    // Given first, so that the caller's own flags still win.
+    std::vector<char*> vecArgs(argv, argv + argc);
+    char oInterleave[] = "--benchmark_enable_random_interleaving=true";
+    vecArgs.insert(vecArgs.begin() + 1, oInterleave);
+    int nArgs = int(vecArgs.size());
+    benchmark::Initialize(&nArgs, vecArgs.data());
+
+    Peer oPeer;
+    g_pPeer = &oPeer;
+    if (!oPeer.start()) {
+        std::fprintf(stderr, "bench_ipc: the second process did not come up\n");
+        return 1;
+    }
+    RatioReporter oReporter;
+    benchmark::RunSpecifiedBenchmarks(&oReporter);
+    std::printf("\nmedians, communicator / raw QLocalSocket:\n");
+    oReporter.printRatio("beat round trip vs raw echo", "BM_BeatRoundTrip", "BM_RawEcho");
+    oReporter.printRatio("frames streamed one way vs raw", "BM_FrameStream", "BM_RawStream");
+    oPeer.stop();
+    benchmark::Shutdown();
+    return 0;
+}
