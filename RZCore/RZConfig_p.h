@@ -8,7 +8,7 @@
 
 #include <functional>
 
-#include <RZCore/events/RZHappensBefore_p.h>
+#include <RZCore/RZHappensBefore_p.h>
 
 // The application settings file as the store's thread uses it. QSettings on its own writes the file
 // at the next turn of its thread's event loop after every change, which under a stream of writes

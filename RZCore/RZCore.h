@@ -48,3 +48,4 @@
 #include <RZCore/events/RZCustomEvent.h>
 #include <RZCore/events/RZCustomEvents.h>
 #include <RZCore/events/RZElapsedTimerManager.h>
+#include <RZCore/log/RZDebuger.h>

@@ -1,5 +1,7 @@
 #include <RZCore/RZFile.h>
 
+#include <RZCore/RZHappensBefore_p.h>
+
 #include <RZCore/RZAppInfo.h>
 #include <RZCore/RZDir.h>
 #include <RZCore/RZUtility.h>
@@ -48,18 +50,24 @@ public:
         const std::shared_ptr<LazyExistsEntry> entry = touch(path);
         if (!entry->m_bChecking && entry->m_oAge.elapsed() > kRefreshAfterMs) {
             entry->m_bChecking = true;
-            m_oPool.start([this, path, entry] {
+            std::function<void()> check = [this, path, entry] {
+                RZHappensBefore::received(&s_oPoolToken); // before the captures are read
                 const bool exists = QFile::exists(path);
                 std::lock_guard<std::mutex> jobLocker(m_oMutex);
                 entry->m_bExists = exists;
                 entry->m_bChecking = false;
                 entry->m_oAge.restart();
-            });
+            };
+            // Marked after the task exists: its captures are part of what is handed over.
+            RZHappensBefore::handedOver(&s_oPoolToken);
+            m_oPool.start(std::move(check));
         }
         return entry->m_bExists;
     }
 
 private:
+    static inline const char s_oPoolToken = 0;
+
     struct Slot
     {
         std::list<QString>::iterator m_itOrder;

@@ -69,12 +69,11 @@ std::string_view fileBaseName(const char* file)
 {
     if (!file)
         return {};
-    const std::size_t length = ::strnlen(file, kBaseNameBuffer - 1);
-    std::size_t begin = 0;
-    for (std::size_t i = 0; i < length; ++i)
-        if (file[i] == '\\')
-            begin = i + 1;
-    return std::string_view(file + begin, length - begin);
+    const char* begin = file;
+    const char* const end = file + ::strnlen(file, kBaseNameBuffer - 1);
+    while (const void* slash = std::memchr(begin, '\\', static_cast<std::size_t>(end - begin)))
+        begin = static_cast<const char*>(slash) + 1;
+    return std::string_view(begin, static_cast<std::size_t>(end - begin));
 }
 
 std::int64_t currentTicks()
@@ -395,11 +394,13 @@ LoggerRegistry& registry()
 
 std::shared_ptr<RZBaseLogger> createLogger(const std::string& name, unsigned sinkFlags, std::string directory)
 {
-    (void)sinkFlags;
-    (void)directory;
     auto logger = std::make_shared<RZBaseLogger>(name);
     std::vector<std::shared_ptr<RZSink>> sinks;
     // Bit 0: file sink for `name` in `directory`; bit 1: colour console on standard output.
+    if (sinkFlags & 1u)
+        sinks.push_back(std::make_shared<VBLSink>(name, std::move(directory)));
+    if (sinkFlags & 2u)
+        sinks.push_back(std::make_shared<WinColorSink>(RZPlatform::standardOutputHandle()));
     logger->set_sinks_(std::move(sinks));
     initLogger(logger);
     return logger;

@@ -37,3 +37,4 @@ void demoIpc(DemoContext& context);
 // The helper process of the IPC section: rzcore-demo --ipc-helper <server-name>.
 int demoIpcHelper(int argc, char** argv);
 void demoEvents(DemoContext& context);
+void demoLogSinks(DemoContext& context);

@@ -44,6 +44,7 @@ int main(int argc, char** argv)
     demoFiles(context);
     demoIpc(context);
     demoEvents(context);
+    demoLogSinks(context);
 
     demoSection("shutdown");
     app.stop();

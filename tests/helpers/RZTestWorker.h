@@ -3,7 +3,7 @@
 // still while a test queues work behind it. Calls are handed over through posted events, marked for
 // the thread sanitizer the way the library marks its own hand-overs.
 
-#include <RZCore/events/RZHappensBefore_p.h>
+#include <RZCore/RZHappensBefore_p.h>
 
 #include <QCoreApplication>
 #include <QEvent>

@@ -1,0 +1,324 @@
+// The file-logging service: the set-up record, the line pattern, rotation (also under load),
+// flushing, and directories it cannot use.
+
+#include <VblLogger.h>
+
+#include <RZCore/platform/RZPlatform.h>
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstring>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+namespace {
+
+VblLoggingConfig makeConfig(const QString& directory, const QByteArray& name, const QByteArray& pattern,
+                            int maxFiles = 3, quint32 maxFileSize = 0x500000)
+{
+    VblLoggingConfig config;
+    vblDefaultLoggingConfig(&config);
+    std::memset(config.pattern, 0, sizeof config.pattern);
+    std::memcpy(config.pattern, pattern.constData(), std::size_t(pattern.size()));
+    std::memset(config.loggerName, 0, sizeof config.loggerName);
+    std::memcpy(config.loggerName, name.constData(),
+                std::min(sizeof config.loggerName, std::size_t(name.size())));
+    const QByteArray dir = QFile::encodeName(directory);
+    std::memcpy(config.directory, dir.constData(), std::size_t(dir.size()));
+    config.maxFiles = maxFiles;
+    config.maxFileSize = maxFileSize;
+    return config;
+}
+
+void write(const char* name, const char* message, int level = 4)
+{
+    writeLog(name, level, 0, nullptr, nullptr, -1, message);
+}
+
+QByteArray readAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QList<QByteArray> linesOf(const QString& path)
+{
+    QList<QByteArray> lines = readAll(path).split('\n');
+    lines.removeLast(); // behind the last line end
+    return lines;
+}
+
+struct Marker
+{
+    const char* pattern;
+    int level;
+    const char* file;
+    int line;
+    const char* function;
+    const char* message;
+    const char* expected; // a regular expression; STAMP is "[thread id][date]"
+};
+
+struct Rotation
+{
+    int maxFiles;
+    int maxFileSize;
+    int lineCount;
+    QList<int> fileLines; // newest file first
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Marker)
+Q_DECLARE_METATYPE(Rotation)
+
+class TestVblLogger : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void init() { enableAutoFlushLog(1); }
+    void cleanup() { teardownLoggingService(); }
+
+    void defaultRecord()
+    {
+        VblLoggingConfig config;
+        std::memset(&config, 0xa5, sizeof config);
+        vblDefaultLoggingConfig(&config);
+        QCOMPARE(QByteArray(config.pattern), QByteArray("[%s][%i][%d][%f][%l][%F]%m"));
+        QCOMPARE(QByteArray(config.loggerName), QByteArray("vbl"));
+        QCOMPARE(QByteArray(config.directory), QByteArray());
+        QCOMPARE(QList<qint64>({config.reserved0, config.reserved1, config.maxFiles, config.maxFileSize}),
+                 QList<qint64>({-1, -1, 3, 0x500000}));
+        // The unused bytes of the texts are zero.
+        QByteArray texts = QByteArray(config.pattern, 128) + QByteArray(config.loggerName, 128) +
+                           QByteArray(config.directory, 1024);
+        QCOMPARE(texts.replace("[%s][%i][%d][%f][%l][%F]%m", "").replace("vbl", ""),
+                 QByteArray(1280 - 29, '\0'));
+    }
+
+    void markers_data()
+    {
+        QTest::addColumn<Marker>("c");
+        const char* names[] = {"0", "DEBUG", "2", "TRACE", "INFO", "WARN", "ERROR", "CRITICAL", "OFF", "9"};
+        for (int level = 0; level <= 9; ++level)
+            QTest::addRow("level %d", level)
+                << Marker{"%s", level, nullptr, -1, nullptr, nullptr, names[level]};
+        QTest::newRow("all") << Marker{"[%s][%i][%d][%f][%l][%F]%m",
+                                       6,
+                                       "a.cpp",
+                                       7,
+                                       "A::b",
+                                       "text",
+                                       "\\[ERROR\\]STAMP\\[a\\.cpp\\]\\[7\\]\\[A::b\\]text"};
+        QTest::newRow("all, level without a name")
+            << Marker{VBL_DEFAULT_PATTERN, 2, nullptr, 0, nullptr, "m", "\\[2\\]STAMP\\[\\]\\[0\\]\\[\\]m"};
+        QTest::newRow("no location") << Marker{"<%f|%l|%F>", 4, nullptr, -1, nullptr, nullptr, "<\\|\\|>"};
+        QTest::newRow("line 0") << Marker{"%l", 4, nullptr, 0, nullptr, nullptr, "0"};
+        QTest::newRow("message") << Marker{"%m", 4, nullptr, -1, nullptr, "100% %s %n", "100% %s %n"};
+        QTest::newRow("percent, unknown, trailing")
+            << Marker{"%%m %q%", 4, nullptr, -1, nullptr, "x", "%m %q%"};
+        QTest::newRow("empty is the default")
+            << Marker{"", 5, nullptr, -1, nullptr, "m", "\\[WARN\\]STAMP\\[\\]\\[\\]\\[\\]m"};
+    }
+
+    void markers()
+    {
+        QFETCH(Marker, c);
+        QTemporaryDir dir;
+        setupLoggingService(makeConfig(dir.path(), "markers", c.pattern), 2);
+        writeLog("markers", c.level, 0, c.file, c.function, c.line, c.message);
+        const QList<QByteArray> lines = linesOf(dir.filePath("markers.log"));
+        QCOMPARE(lines.size(), 1);
+        const QString expected =
+            QString(c.expected)
+                .replace("STAMP",
+                         QStringLiteral("\\[%1\\]\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\]")
+                             .arg(RZPlatform::currentThreadId()));
+        QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(expected)).match(lines[0]).hasMatch(),
+                 lines[0].constData());
+    }
+
+    void rotation_data()
+    {
+        QTest::addColumn<Rotation>("c");
+        // Lines are 100 bytes: ten fill a 1,000-byte file exactly.
+        QTest::newRow("three files") << Rotation{3, 1000, 45, {5, 10, 10}};
+        QTest::newRow("exactly full") << Rotation{3, 1000, 30, {10, 10, 10}};
+        QTest::newRow("one line over") << Rotation{3, 1000, 31, {1, 10, 10}};
+        QTest::newRow("one byte short") << Rotation{3, 999, 10, {1, 9}};
+        QTest::newRow("one file") << Rotation{1, 1000, 45, {5}};
+        QTest::newRow("no count counts as one") << Rotation{0, 1000, 15, {5}};
+        QTest::newRow("five files") << Rotation{5, 500, 22, {2, 5, 5, 5, 5}};
+        QTest::newRow("no limit") << Rotation{3, 0, 100, {100}};
+    }
+
+    void rotation()
+    {
+        QFETCH(Rotation, c);
+        QTemporaryDir dir;
+        setupLoggingService(makeConfig(dir.path(), "rot", "%m", c.maxFiles, quint32(c.maxFileSize)), 2);
+        for (int i = 0; i < c.lineCount; ++i)
+            write("rot", QByteArray::number(i).rightJustified(99, '0').constData());
+        teardownLoggingService();
+
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files).size(), c.fileLines.size());
+        // Oldest to newest: the newest lines, in order, none split, no file over the limit.
+        int next = c.lineCount - std::accumulate(c.fileLines.begin(), c.fileLines.end(), 0);
+        for (int i = c.fileLines.size() - 1; i >= 0; --i) {
+            const QString path =
+                dir.filePath(i == 0 ? QStringLiteral("rot.log") : QStringLiteral("rot.%1.log").arg(i));
+            QVERIFY(c.maxFileSize == 0 || readAll(path).size() <= c.maxFileSize);
+            const QList<QByteArray> lines = linesOf(path);
+            QCOMPARE(lines.size(), c.fileLines[i]);
+            for (const QByteArray& line : lines)
+                QCOMPARE(line, QByteArray::number(next++).rightJustified(99, '0'));
+        }
+    }
+
+    void existingAndOversizedLines()
+    {
+        QTemporaryDir dir;
+        QFile old(dir.filePath("keep.log"));
+        QVERIFY(old.open(QIODevice::WriteOnly) && old.write(QByteArray(950, 'o')) == 950);
+        old.close();
+        setupLoggingService(makeConfig(dir.path(), "keep", "%m", 3, 1000), 2);
+        write("keep", "fits"); // the existing 950 bytes count
+        write("keep", QByteArray(99, 'n').constData());
+        write("keep", QByteArray(5000, 'b').constData()); // cut to fit one file
+        QCOMPARE(readAll(dir.filePath("keep.2.log")), QByteArray(950, 'o') + "fits\n");
+        QCOMPARE(readAll(dir.filePath("keep.1.log")), QByteArray(99, 'n') + "\n");
+        QCOMPARE(readAll(dir.filePath("keep.log")), QByteArray(999, 'b') + "\n");
+    }
+
+    // 4 threads x 100,000 lines through the default 5 MiB x 3 rotation.
+    void rotationUnderThreads()
+    {
+        constexpr int kThreads = 4;
+        constexpr int kLines = 100000;
+        QTemporaryDir dir;
+        setupLoggingService(makeConfig(dir.path(), "load", VBL_DEFAULT_PATTERN), 2);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t)
+            threads.emplace_back([t] {
+                char message[64];
+                for (int i = 0; i < kLines; ++i) {
+                    std::snprintf(message, sizeof message, "thread %d line %06d of typical length", t, i);
+                    writeLog("load", 4, 0, "Worker.cpp", "Worker::run", 77, message);
+                }
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        teardownLoggingService();
+
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
+                 (QStringList{"load.1.log", "load.2.log", "load.log"}));
+        const QRegularExpression shape("^\\[INFO\\]\\[(\\d+)\\]\\[[-0-9 :.]{23}\\]\\[Worker\\.cpp\\]\\[77\\]"
+                                       "\\[Worker::run\\]thread (\\d) line (\\d{6}) of typical length$");
+        int last[kThreads] = {-1, -1, -1, -1};
+        QString ids[kThreads];
+        for (const char* name : {"load.2.log", "load.1.log", "load.log"}) {
+            QVERIFY(readAll(dir.filePath(name)).size() <= 0x500000);
+            for (const QByteArray& line : linesOf(dir.filePath(name))) {
+                const QRegularExpressionMatch m = shape.match(QString::fromLatin1(line));
+                QVERIFY2(m.hasMatch(), line.constData());
+                const int t = m.captured(2).toInt();
+                // From a thread's first line on, every later one is there, in order, with its id.
+                QVERIFY2(last[t] == -1 || m.captured(3).toInt() == last[t] + 1, line.constData());
+                QVERIFY(ids[t].isEmpty() || ids[t] == m.captured(1));
+                last[t] = m.captured(3).toInt();
+                ids[t] = m.captured(1);
+            }
+        }
+        QCOMPARE(QVector<int>(last, last + kThreads), QVector<int>(kThreads, kLines - 1));
+    }
+
+    void unusableDirectory_data()
+    {
+        QTest::addColumn<QString>("directory"); // relative to the test's folder, which holds the file "plain"
+        QTest::newRow("is a file") << QStringLiteral("plain");
+        QTest::newRow("below a file") << QStringLiteral("plain/a/b");
+    }
+
+    void unusableDirectory()
+    {
+        QFETCH(QString, directory);
+        QTemporaryDir dir;
+        QFile plain(dir.filePath("plain"));
+        QVERIFY(plain.open(QIODevice::WriteOnly) && plain.write("untouched") == 9);
+        plain.close();
+        setupLoggingService(makeConfig(dir.filePath(directory), "lost", "%m"), 2);
+        setupLoggingService(makeConfig(dir.path(), "kept", "%m"), 2);
+        for (int i = 0; i < 1000; ++i) {
+            writeLog("lost", 6, 0, "f.cpp", "f", i, "nowhere to go");
+            write("kept", "here");
+        }
+        QCOMPARE(readAll(dir.filePath("plain")), QByteArray("untouched"));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                 (QStringList{"kept.log", "plain"}));
+        QCOMPARE(linesOf(dir.filePath("kept.log")).size(), 1000);
+
+        // Once the way is free, the logger opens its file again (at most once a second).
+        QVERIFY(QFile::remove(dir.filePath("plain")));
+        const QString path = QDir(dir.filePath(directory)).filePath("lost.log");
+        QTRY_VERIFY_WITH_TIMEOUT((write("lost", "found"), QFile::exists(path)), 5000);
+        QCOMPARE(linesOf(path).first(), QByteArray("found"));
+    }
+
+    void fileNames_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QString>("fileName");
+        QTest::newRow("separators stay inside") << QByteArray("../a\\b") << QStringLiteral(".._a_b.log");
+        QTest::newRow("reserved characters")
+            << QByteArray("a:b*c?\"<>|\t") << QStringLiteral("a_b_c______.log");
+        QTest::newRow("empty") << QByteArray("") << QStringLiteral("vbl.log");
+        QTest::newRow("whole field") << QByteArray(128, 'n') << QString(128, 'n') + ".log";
+    }
+
+    void fileNames()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QString, fileName);
+        QTemporaryDir dir;
+        setupLoggingService(makeConfig(dir.filePath("inner"), name, "%m"), 2);
+        write(name.constData(), "named");
+        QCOMPARE(QDir(dir.filePath("inner")).entryList(QDir::Files | QDir::Hidden), QStringList{fileName});
+        QCOMPARE(linesOf(QDir(dir.filePath("inner")).filePath(fileName)), QList<QByteArray>{"named"});
+    }
+
+    void flushTeardownAndSetupAgain()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("again.log");
+        setupLoggingService(makeConfig(dir.path(), "again", "%m"), 2);
+        write("again", "at once"); // auto-flush: in the file before writeLog returns
+        QCOMPARE(readAll(path), QByteArray("at once\n"));
+        enableAutoFlushLog(0);
+        write("again", "held");
+        enableAutoFlushLog(1); // writes what was held
+        QCOMPARE(linesOf(path).size(), 2);
+        enableAutoFlushLog(0);
+        write("again", "at teardown");
+        teardownLoggingService();
+        write("again", "after teardown");
+        QCOMPARE(linesOf(path), (QList<QByteArray>{"at once", "held", "at teardown"}));
+        enableAutoFlushLog(1);
+        setupLoggingService(makeConfig(dir.path(), "again", "<%m>"), 2); // appends
+        setLogLevel("again", 5);
+        setLogLevel(nullptr, 9);
+        write("again", "below the minimum", 4);
+        write("again", "again", 5);
+        QCOMPARE(linesOf(path).mid(2), (QList<QByteArray>{"at teardown", "<again>"}));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVblLogger)
+#include "tst_vbllogger.moc"
