@@ -11,6 +11,12 @@
 #include <RZCore/RZObject.h>
 #include <RZCore/RZSingleton.h>
 
+// configuration
+#include <RZCore/RZCBSUrlReader.h>
+#include <RZCore/RZConfig.h>
+#include <RZCore/RZConfigKeys.h>
+#include <RZCore/RZRegistryInfo.h>
+
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>

@@ -10,4 +10,10 @@ inline constexpr const char kABTestService[] = "https://abtest.example.com";
 inline constexpr const char kABTestPath[] = "/api/v2/abtest/online/results?project-key=%1";
 inline constexpr const char kABTestProjectKey[] = "example-abtest-project-key";
 
+// Fixed pages of the configuration store: the mainland product site's buy page (%1: the product
+// number) and the account pages' password reset (%1: the language, filled by the caller).
+inline constexpr const char kBuyPageUrl[] = "https://cn.example.org/buy/index.html?product=%1";
+inline constexpr const char kFindPasswordUrl[] =
+    "https://account.example.com/auth/account/#/forget-password?brand=cinvera&lang=%1";
+
 } // namespace RZDeployment

@@ -11,7 +11,29 @@
 #include <string>
 #include <typeinfo>
 
+class QString;
+class QVariant;
+
 namespace RZPlatform {
+
+// ---- settings files and the machine value store ------------------------------------------------
+
+// Gives a settings file of the user the access the product keeps on it. Windows: readable and
+// writable, never read-only (_wchmod, what QFile::setPermissions does with the product's
+// value 0x2606). POSIX: read and write for the owner only (chmod 0600): the product's value would
+// make the file writable by every user of the machine. False when the file cannot be changed.
+RZCORE_EXPORT bool restrictSettingsFile(const std::string& utf8Path);
+
+// The product's store of small values for this machine ("registry"). Windows: the values of the key
+// HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Northwillow\Northwillow Cinvera, through
+// QSettings::NativeFormat. POSIX: the same value names in an ini file under the user's configuration
+// location, readable and writable by the owner only. A "/" in a name reaches a sub-key. Every call
+// opens the store afresh, so any thread may call; another process sees a write once it returns.
+RZCORE_EXPORT QVariant machineValue(const QString& name); // invalid when absent
+// False when the store could not be written (HKLM needs rights the process may lack).
+RZCORE_EXPORT bool setMachineValue(const QString& name, const QVariant& value);
+// Where the store lives: the registry key, or the ini file's path.
+RZCORE_EXPORT QString machineValueStoreLocation();
 
 // Kernel id of the calling thread, as printed in log lines (gettid / GetCurrentThreadId).
 RZCORE_EXPORT std::uint64_t currentThreadId();

@@ -29,6 +29,7 @@ void demoSection(const char* title);
 void demoSay(const QString& text);
 
 void demoLogging(DemoContext& context);
+void demoConfig(DemoContext& context);
 void demoUi(DemoContext& context);
 void demoHsm(DemoContext& context);
 void demoFiles(DemoContext& context);

@@ -38,6 +38,7 @@ int main(int argc, char** argv)
         demoSay(QStringLiteral("  %1 -> %2").arg(it.key(), it.value()));
 
     demoLogging(context);
+    demoConfig(context);
     demoUi(context);
     demoHsm(context);
     demoFiles(context);
