@@ -54,6 +54,7 @@ void TestFile::freeNames_data()
     QTest::addColumn<QString>("newBase"); // empty: a duplicate's name
     QTest::addColumn<QString>("expected");
 
+    QTest::newRow("copy: first") << QStringList{"clip.mp4"} << "clip.mp4" << "" << "clip - Copy.mp4";
     QTest::newRow("copy: taken") << QStringList{"clip.mp4", "clip - Copy.mp4"} << "clip.mp4" << ""
         << "clip - Copy (1).mp4";
     QTest::newRow("copy: numbers replace") << QStringList{"clip - Copy.mp4", "clip - Copy (1).mp4"} << "clip.mp4"
