@@ -1,6 +1,6 @@
 #pragma once
-// Helpers shared by the file, folder and zip tests: writing and reading files, a snapshot of a
-// whole tree, and running the command-line tools the archives are checked against.
+// Helpers shared by the file, folder and zip tests: writing and reading files, making and taking a
+// snapshot of a whole tree, and running the command-line tools the archives are checked against.
 
 #include <QByteArray>
 #include <QDir>
@@ -9,11 +9,13 @@
 #include <QFileInfo>
 #include <QMap>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QString>
 #include <QStringList>
 
 namespace RZFileTest {
+
+// Relative path -> bytes; a trailing "/" makes a folder, " ->target" a link.
+using Tree = QMap<QString, QByteArray>;
 
 inline bool writeFile(const QString& path, const QByteArray& data = QByteArray())
 {
@@ -28,11 +30,21 @@ inline QByteArray readFile(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
 }
 
-// Every entry below `root` by relative path: a file maps to its bytes, a folder (with a trailing
-// "/") and a link (with " ->" and its target) to nothing.
-inline QMap<QString, QByteArray> snapshot(const QString& root)
+// Makes `root` (even for an empty tree) and everything in `tree` below it.
+inline void makeTree(const QString& root, const Tree& tree)
 {
-    QMap<QString, QByteArray> entries;
+    QDir().mkpath(root);
+    for (auto it = tree.cbegin(); it != tree.cend(); ++it) {
+        if (it.key().endsWith('/'))
+            QDir().mkpath(root + '/' + it.key());
+        else
+            writeFile(root + '/' + it.key(), it.value());
+    }
+}
+
+inline Tree snapshot(const QString& root)
+{
+    Tree entries;
     const QDir base(root);
     QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                     QDirIterator::Subdirectories);
@@ -49,16 +61,10 @@ inline QMap<QString, QByteArray> snapshot(const QString& root)
     return entries;
 }
 
-// The files below `root` (folders left out), by relative path.
-inline QStringList filesBelow(const QString& root)
+// Whether any file (not a folder) is left below `root`.
+inline bool hasFiles(const QString& root)
 {
-    QStringList files;
-    const QMap<QString, QByteArray> entries = snapshot(root);
-    for (auto it = entries.cbegin(); it != entries.cend(); ++it) {
-        if (!it.key().endsWith(QLatin1Char('/')))
-            files.append(it.key());
-    }
-    return files;
+    return QDirIterator(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories).hasNext();
 }
 
 // Runs a tool to its end in `workDir`; its exit code, or -1 when it could not be run.
@@ -78,11 +84,6 @@ inline int run(const QString& program, const QStringList& arguments, const QStri
     if (output)
         *output = process.readAll();
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
-
-inline bool haveTool(const QString& name)
-{
-    return !QStandardPaths::findExecutable(name).isEmpty();
 }
 
 } // namespace RZFileTest
