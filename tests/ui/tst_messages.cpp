@@ -12,7 +12,8 @@ private slots:
     {
         const QRect rect(1, 2, 3, 4);
         RZQueryMessage query(1);
-        QVERIFY(query.inRange(1, 1)); // both bounds included
+        QVERIFY(query.inRange(1, 1));  // both bounds included
+        QVERIFY(!query.inRange(2, 1)); // an empty range holds nothing
         QVERIFY(!query.enabled());
         QCOMPARE(query.count(), 0);
         query.setCount(3);
