@@ -9,8 +9,6 @@
 
 #include <QStringList>
 
-#include <functional>
-
 inline QStringList g_visits;
 
 inline bool visit(const QString& what, bool result = true)
@@ -18,10 +16,6 @@ inline bool visit(const QString& what, bool result = true)
     g_visits << what;
     return result;
 }
-
-struct UndoRedoService : IRZUndoRedoService
-{
-};
 
 struct RecFilter : IRZMessageFilter
 {
@@ -50,8 +44,6 @@ struct RecView : RZUIView
     void resetUI() override
     {
         visit("r:" + name);
-        if (onReset)
-            onReset();
         RZUIView::resetUI();
     }
     bool dispatchMessage(RZMessage* m) override
@@ -64,14 +56,12 @@ struct RecView : RZUIView
     using RZUIView::releaseChildView;
     QString name;
     bool accept = false;
-    std::function<void()> onReset;
 };
 
-// Records "p:<name>" and lets the walk through to the view's children when `pass` is set.
+// Records "p:<name>" and lets the walk through to the view's children.
 struct RecPresenter : RZPresenter
 {
-    RecPresenter(QString id, bool letThrough) : name(std::move(id)), pass(letThrough) {}
-    bool dispatchMessage(RZMessage*) override { return visit("p:" + name, pass); }
+    explicit RecPresenter(QString id) : name(std::move(id)) {}
+    bool dispatchMessage(RZMessage*) override { return visit("p:" + name); }
     QString name;
-    bool pass;
 };

@@ -4,7 +4,6 @@
 #include <QtTest>
 
 #include <functional>
-#include <memory>
 
 using Query = std::function<void(RZObjSeeker&)>;
 Q_DECLARE_METATYPE(Query)
@@ -17,13 +16,6 @@ class tst_ObjSeeker : public QObject
     QObject root;
 
     QObject* find(const QString& name) { return name == "root" ? &root : root.findChild<QObject*>(name); }
-    static QStringList names(const std::vector<QObject*>& objects)
-    {
-        QStringList out;
-        for (QObject* object : objects)
-            out << (object ? object->objectName() : "null");
-        return out;
-    }
 
 private slots:
     void initTestCase()
@@ -47,7 +39,6 @@ private slots:
             QTest::newRow(name) << QString(start) << query << QString(expected);
         };
         row("children", "root", "a b", [](RZObjSeeker& s) { s.children(); });
-        row("children of a leaf", "a1", "", [](RZObjSeeker& s) { s.children(); });
         row("parent of the root", "root", "", [](RZObjSeeker& s) { s.parent(); });
         row("ancestors with self", "a2x", "a2x a2 a root", [](RZObjSeeker& s) { s.ancestor(true); });
         row("descendants, findChildren order", "root", "a a1 a2 a2x b",
@@ -75,43 +66,19 @@ private slots:
         QFETCH(QString, expected);
         RZObjSeeker seeker = start.isEmpty() ? RZObjSeeker() : RZObjSeeker(find(start));
         query(seeker);
-        QCOMPARE(names(seeker.results()).join(' '), expected);
-        QCOMPARE(names(seeker.results()).join(' '), expected); // each run walks afresh
-        QCOMPARE(names({seeker.firstResult()}).join(' '),
-                 expected.isEmpty() ? "null" : expected.section(' ', 0, 0));
-    }
-
-    // The walk ends at the first hit: count the elements that reached the stage before it.
-    void stopsAfterFirst_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<int>("visits");
-        QTest::newRow("first object") << "a" << 1;
-        QTest::newRow("third object") << "a2" << 3;
-        QTest::newRow("no match walks everything") << "none" << 5;
-    }
-    void stopsAfterFirst()
-    {
-        QFETCH(QString, name);
-        QFETCH(int, visits);
-        int seen = 0;
-        RZObjSeeker seeker(&root);
-        seeker.descendants(false)
-            .matchPredicate([&seen](QObject* const&) { return ++seen; })
-            .objectName(name);
-        QObject* first = seeker.firstResult();
-        QCOMPARE(first ? first->objectName() : QString("none"), name);
-        QCOMPARE(seen, visits);
-    }
-
-    void copiesAreIndependent()
-    {
-        RZObjSeeker base(&root);
-        RZObjSeeker narrowed = base.children();
-        narrowed.objectName("b");
-        QCOMPARE(names(base.results()), QStringList({"a", "b"}));
-        QCOMPARE(names(narrowed.results()), QStringList({"b"}));
-        QCOMPARE(RZObjSeeker().firstResult(), nullptr);
+        const auto run = [&seeker] {
+            QStringList names;
+            for (QObject* object : seeker.results())
+                names << (object ? object->objectName() : "null");
+            return names.join(' ');
+        };
+        QCOMPARE(run(), expected);
+        QCOMPARE(run(), expected); // each run walks afresh
+        // The walk ends at the first hit: one element at most reaches a stage added now.
+        int visits = 0;
+        QObject* first = seeker.matchPredicate([&visits](QObject* const&) { return ++visits; }).firstResult();
+        QCOMPARE(first ? first->objectName() : QString(), expected.section(' ', 0, 0));
+        QCOMPARE(visits, expected.isEmpty() ? 0 : 1);
     }
 };
 
