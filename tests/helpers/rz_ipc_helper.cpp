@@ -1,30 +1,30 @@
 // A helper process for the communicator tests, started as a real child process.
 //
 //   rz_ipc_helper client <server-name> [tag]   connects with RZCommunicatorClient, sends "READY"
-//                                              (tag) once it has read the server's greeting, and
-//                                              answers "ECHO" with "ECHO_REPLY" (tag, then the
-//                                              contents) and "QUIT" by exiting with code 0
-//   rz_ipc_helper server <server-name>         listens with RZCommunicatorServer and prints one line
-//                                              per message received: "msg <command> <contents|...>"
+//                                              (tag) once it has read the server's greeting, answers
+//                                              "ECHO" with "ECHO_REPLY" (tag, then the contents) and
+//                                              exits with code 0 on "QUIT"
 //   rz_ipc_helper crash                        aborts at once
 //
-// Every mode gives up after a bounded time (exit code 3), so that a failed test leaves nothing behind.
+// A client gives up after a bounded time (exit code 3), so that a failed test leaves nothing behind.
 #include <RZCore/RZCommunicator.h>
-#include <RZCore/log/RZBaseLog.h>
 
 #include <QCoreApplication>
 #include <QLocalSocket>
 #include <QTimer>
 
-#include <cstdio>
 #include <cstdlib>
 
-namespace {
-
-constexpr int kLifetimeMs = 90000;
-
-int runClient(const QString& strServer, const QString& strTag)
+int main(int argc, char** argv)
 {
+    QCoreApplication app(argc, argv);
+    const QStringList lstArgs = QCoreApplication::arguments();
+    if (lstArgs.value(1) == QLatin1String("crash"))
+        std::abort();
+    if (lstArgs.value(1) != QLatin1String("client") || lstArgs.size() < 3)
+        return 2;
+
+    const QString strTag = lstArgs.value(3);
     RZCommunicatorClient oClient;
     QObject::connect(&oClient, &RZCommunicatorClient::sigRecveMsg, [&](const QString& strText) {
         const QList<RZCommunicatorMsg> lstMessages = RZCommunicatorMsg::buildListFromString(strText);
@@ -41,49 +41,11 @@ int runClient(const QString& strServer, const QString& strTag)
     bool bAwaitingGreeting = false;
     QObject::connect(pSocket, &QLocalSocket::connected, [&] { bAwaitingGreeting = true; });
     QObject::connect(pSocket, &QLocalSocket::readyRead, [&] {
-        if (!bAwaitingGreeting)
-            return;
+        if (bAwaitingGreeting)
+            oClient.SendMsg(QStringLiteral("READY"), QStringList(strTag), false);
         bAwaitingGreeting = false;
-        oClient.SendMsg(QStringLiteral("READY"), QStringList(strTag), false);
     });
-    oClient.ConnectToServer(strServer);
+    QTimer::singleShot(90000, [] { QCoreApplication::exit(3); });
+    oClient.ConnectToServer(lstArgs.at(2));
     return QCoreApplication::exec();
-}
-
-int runServer(const QString& strName)
-{
-    RZCommunicatorServer* pServer = RZCommunicatorServer::GetInstance();
-    QObject::connect(pServer, &RZCommunicatorServer::sigReceveMsgFrom, [](const QString& strText) {
-        const QList<RZCommunicatorMsg> lstMessages = RZCommunicatorMsg::buildListFromString(strText);
-        for (const RZCommunicatorMsg& oMsg : lstMessages)
-            std::printf("msg %s %s\n", qUtf8Printable(oMsg.command()),
-                        qUtf8Printable(oMsg.contents().join(QLatin1Char('|'))));
-        std::fflush(stdout);
-    });
-    pServer->Listen(strName);
-    std::printf("listening\n");
-    std::fflush(stdout);
-    const int nCode = QCoreApplication::exec();
-    RZCommunicatorServer::Release();
-    return nCode;
-}
-
-} // namespace
-
-int main(int argc, char** argv)
-{
-    QCoreApplication app(argc, argv);
-    RZBaseLog::setLevel(RZBaseLog::LogLevel::warn); // keep stdout for the protocol lines
-    const QStringList lstArgs = QCoreApplication::arguments();
-    const QString strMode = lstArgs.value(1);
-    if (strMode == QLatin1String("crash"))
-        std::abort();
-
-    QTimer::singleShot(kLifetimeMs, [] { QCoreApplication::exit(3); });
-    if (strMode == QLatin1String("client") && lstArgs.size() >= 3)
-        return runClient(lstArgs.at(2), lstArgs.value(3));
-    if (strMode == QLatin1String("server") && lstArgs.size() >= 3)
-        return runServer(lstArgs.at(2));
-    std::fprintf(stderr, "usage: rz_ipc_helper client <server> [tag] | server <name> | crash\n");
-    return 2;
 }
