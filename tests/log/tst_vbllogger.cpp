@@ -181,8 +181,10 @@ private slots:
         QTemporaryDir dir;
         setupLoggingService(makeConfig(dir.path(), "load", VBL_DEFAULT_PATTERN), 2);
         std::vector<std::thread> threads;
+        std::uint64_t tids[kThreads] = {};
         for (int t = 0; t < kThreads; ++t)
-            threads.emplace_back([t] {
+            threads.emplace_back([t, &tids] {
+                tids[t] = RZPlatform::currentThreadId();
                 char message[64];
                 for (int i = 0; i < kLines; ++i) {
                     std::snprintf(message, sizeof message, "thread %d line %06d of typical length", t, i);
@@ -198,7 +200,6 @@ private slots:
         const QRegularExpression shape("^\\[INFO\\]\\[(\\d+)\\]\\[[-0-9 :.]{23}\\]\\[Worker\\.cpp\\]\\[77\\]"
                                        "\\[Worker::run\\]thread (\\d) line (\\d{6}) of typical length$");
         int last[kThreads] = {-1, -1, -1, -1};
-        QString ids[kThreads];
         for (const char* name : {"load.2.log", "load.1.log", "load.log"}) {
             QVERIFY(readAll(dir.filePath(name)).size() <= 0x500000);
             for (const QByteArray& line : linesOf(dir.filePath(name))) {
@@ -207,9 +208,8 @@ private slots:
                 const int t = m.captured(2).toInt();
                 // From a thread's first line on, every later one is there, in order, with its id.
                 QVERIFY2(last[t] == -1 || m.captured(3).toInt() == last[t] + 1, line.constData());
-                QVERIFY(ids[t].isEmpty() || ids[t] == m.captured(1));
+                QVERIFY2(m.captured(1).toULongLong() == tids[t], line.constData());
                 last[t] = m.captured(3).toInt();
-                ids[t] = m.captured(1);
             }
         }
         QCOMPARE(QVector<int>(last, last + kThreads), QVector<int>(kThreads, kLines - 1));
