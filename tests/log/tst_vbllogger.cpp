@@ -19,18 +19,20 @@
 
 namespace {
 
+// Fills a text field whole: the text, then zeros; a text as long as the field has no NUL.
+template <std::size_t N> void setField(char (&field)[N], const QByteArray& text)
+{
+    std::memcpy(field, text.leftJustified(int(N), '\0', true).constData(), N);
+}
+
 VblLoggingConfig makeConfig(const QString& directory, const QByteArray& name, const QByteArray& pattern,
                             int maxFiles = 3, quint32 maxFileSize = 0x500000)
 {
     VblLoggingConfig config;
     vblDefaultLoggingConfig(&config);
-    std::memset(config.pattern, 0, sizeof config.pattern);
-    std::memcpy(config.pattern, pattern.constData(), std::size_t(pattern.size()));
-    std::memset(config.loggerName, 0, sizeof config.loggerName);
-    std::memcpy(config.loggerName, name.constData(),
-                std::min(sizeof config.loggerName, std::size_t(name.size())));
-    const QByteArray dir = QFile::encodeName(directory);
-    std::memcpy(config.directory, dir.constData(), std::size_t(dir.size()));
+    setField(config.pattern, pattern);
+    setField(config.loggerName, name);
+    setField(config.directory, QFile::encodeName(directory));
     config.maxFiles = maxFiles;
     config.maxFileSize = maxFileSize;
     return config;
@@ -62,7 +64,7 @@ struct Marker
     int line;
     const char* function;
     const char* message;
-    const char* expected; // a regular expression; STAMP is "[thread id][date]"
+    const char* expected; // TID stands for the thread id, DATE for the date
 };
 
 struct Rotation
@@ -87,21 +89,19 @@ private slots:
     void init() { enableAutoFlushLog(1); }
     void cleanup() { teardownLoggingService(); }
 
-    void defaultRecord()
+    // The record as code in another language sees it: offsets, sizes and the default values.
+    void defaultRecordLayout()
     {
         VblLoggingConfig config;
         std::memset(&config, 0xa5, sizeof config);
         vblDefaultLoggingConfig(&config);
-        QCOMPARE(QByteArray(config.pattern), QByteArray("[%s][%i][%d][%f][%l][%F]%m"));
-        QCOMPARE(QByteArray(config.loggerName), QByteArray("vbl"));
-        QCOMPARE(QByteArray(config.directory), QByteArray());
-        QCOMPARE(QList<qint64>({config.reserved0, config.reserved1, config.maxFiles, config.maxFileSize}),
-                 QList<qint64>({-1, -1, 3, 0x500000}));
-        // The unused bytes of the texts are zero.
-        QByteArray texts = QByteArray(config.pattern, 128) + QByteArray(config.loggerName, 128) +
-                           QByteArray(config.directory, 1024);
-        QCOMPARE(texts.replace("[%s][%i][%d][%f][%l][%F]%m", "").replace("vbl", ""),
-                 QByteArray(1280 - 29, '\0'));
+        const auto word = [](qint32 value) { return QByteArray(reinterpret_cast<const char*>(&value), 4); };
+        QByteArray expected(1296, '\0');
+        expected.replace(0, 26, "[%s][%i][%d][%f][%l][%F]%m");
+        expected.replace(128, 8, word(-1) + word(-1));
+        expected.replace(136, 3, "vbl");
+        expected.replace(1288, 8, word(3) + word(0x500000));
+        QCOMPARE(QByteArray(reinterpret_cast<const char*>(&config), sizeof config), expected);
     }
 
     void markers_data()
@@ -111,22 +111,16 @@ private slots:
         for (int level = 0; level <= 9; ++level)
             QTest::addRow("level %d", level)
                 << Marker{"%s", level, nullptr, -1, nullptr, nullptr, names[level]};
-        QTest::newRow("all") << Marker{"[%s][%i][%d][%f][%l][%F]%m",
-                                       6,
-                                       "a.cpp",
-                                       7,
-                                       "A::b",
-                                       "text",
-                                       "\\[ERROR\\]STAMP\\[a\\.cpp\\]\\[7\\]\\[A::b\\]text"};
-        QTest::newRow("all, level without a name")
-            << Marker{VBL_DEFAULT_PATTERN, 2, nullptr, 0, nullptr, "m", "\\[2\\]STAMP\\[\\]\\[0\\]\\[\\]m"};
-        QTest::newRow("no location") << Marker{"<%f|%l|%F>", 4, nullptr, -1, nullptr, nullptr, "<\\|\\|>"};
-        QTest::newRow("line 0") << Marker{"%l", 4, nullptr, 0, nullptr, nullptr, "0"};
+        QTest::newRow("every marker, own layout") << Marker{
+            "%s %i %d %f %l %F %m", 6, "a.cpp", 0, "A::b", "text", "ERROR TID DATE a.cpp 0 A::b text"};
+        QTest::newRow("default layout, level without a name")
+            << Marker{VBL_DEFAULT_PATTERN, 2, nullptr, 0, nullptr, "m", "[2][TID][DATE][][0][]m"};
+        QTest::newRow("no location") << Marker{"<%f|%l|%F>", 4, nullptr, -1, nullptr, nullptr, "<||>"};
         QTest::newRow("message") << Marker{"%m", 4, nullptr, -1, nullptr, "100% %s %n", "100% %s %n"};
         QTest::newRow("percent, unknown, trailing")
             << Marker{"%%m %q%", 4, nullptr, -1, nullptr, "x", "%m %q%"};
         QTest::newRow("empty is the default")
-            << Marker{"", 5, nullptr, -1, nullptr, "m", "\\[WARN\\]STAMP\\[\\]\\[\\]\\[\\]m"};
+            << Marker{"", 5, nullptr, -1, nullptr, "m", "[WARN][TID][DATE][][][]m"};
     }
 
     void markers()
@@ -137,11 +131,9 @@ private slots:
         writeLog("markers", c.level, 0, c.file, c.function, c.line, c.message);
         const QList<QByteArray> lines = linesOf(dir.filePath("markers.log"));
         QCOMPARE(lines.size(), 1);
-        const QString expected =
-            QString(c.expected)
-                .replace("STAMP",
-                         QStringLiteral("\\[%1\\]\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\]")
-                             .arg(RZPlatform::currentThreadId()));
+        const QString expected = QRegularExpression::escape(c.expected)
+                                     .replace("TID", QString::number(RZPlatform::currentThreadId()))
+                                     .replace("DATE", "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}");
         QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(expected)).match(lines[0]).hasMatch(),
                  lines[0].constData());
     }
@@ -152,8 +144,6 @@ private slots:
         // Lines are 100 bytes: ten fill a 1,000-byte file exactly.
         QTest::newRow("three files") << Rotation{3, 1000, 45, {5, 10, 10}};
         QTest::newRow("exactly full") << Rotation{3, 1000, 30, {10, 10, 10}};
-        QTest::newRow("one line over") << Rotation{3, 1000, 31, {1, 10, 10}};
-        QTest::newRow("one byte short") << Rotation{3, 999, 10, {1, 9}};
         QTest::newRow("one file") << Rotation{1, 1000, 45, {5}};
         QTest::newRow("no count counts as one") << Rotation{0, 1000, 15, {5}};
         QTest::newRow("five files") << Rotation{5, 500, 22, {2, 5, 5, 5, 5}};
@@ -183,21 +173,6 @@ private slots:
         }
     }
 
-    void existingAndOversizedLines()
-    {
-        QTemporaryDir dir;
-        QFile old(dir.filePath("keep.log"));
-        QVERIFY(old.open(QIODevice::WriteOnly) && old.write(QByteArray(950, 'o')) == 950);
-        old.close();
-        setupLoggingService(makeConfig(dir.path(), "keep", "%m", 3, 1000), 2);
-        write("keep", "fits"); // the existing 950 bytes count
-        write("keep", QByteArray(99, 'n').constData());
-        write("keep", QByteArray(5000, 'b').constData()); // cut to fit one file
-        QCOMPARE(readAll(dir.filePath("keep.2.log")), QByteArray(950, 'o') + "fits\n");
-        QCOMPARE(readAll(dir.filePath("keep.1.log")), QByteArray(99, 'n') + "\n");
-        QCOMPARE(readAll(dir.filePath("keep.log")), QByteArray(999, 'b') + "\n");
-    }
-
     // 4 threads x 100,000 lines through the default 5 MiB x 3 rotation.
     void rotationUnderThreads()
     {
@@ -206,8 +181,10 @@ private slots:
         QTemporaryDir dir;
         setupLoggingService(makeConfig(dir.path(), "load", VBL_DEFAULT_PATTERN), 2);
         std::vector<std::thread> threads;
+        std::uint64_t tids[kThreads] = {};
         for (int t = 0; t < kThreads; ++t)
-            threads.emplace_back([t] {
+            threads.emplace_back([t, &tids] {
+                tids[t] = RZPlatform::currentThreadId();
                 char message[64];
                 for (int i = 0; i < kLines; ++i) {
                     std::snprintf(message, sizeof message, "thread %d line %06d of typical length", t, i);
@@ -223,7 +200,6 @@ private slots:
         const QRegularExpression shape("^\\[INFO\\]\\[(\\d+)\\]\\[[-0-9 :.]{23}\\]\\[Worker\\.cpp\\]\\[77\\]"
                                        "\\[Worker::run\\]thread (\\d) line (\\d{6}) of typical length$");
         int last[kThreads] = {-1, -1, -1, -1};
-        QString ids[kThreads];
         for (const char* name : {"load.2.log", "load.1.log", "load.log"}) {
             QVERIFY(readAll(dir.filePath(name)).size() <= 0x500000);
             for (const QByteArray& line : linesOf(dir.filePath(name))) {
@@ -232,9 +208,8 @@ private slots:
                 const int t = m.captured(2).toInt();
                 // From a thread's first line on, every later one is there, in order, with its id.
                 QVERIFY2(last[t] == -1 || m.captured(3).toInt() == last[t] + 1, line.constData());
-                QVERIFY(ids[t].isEmpty() || ids[t] == m.captured(1));
+                QVERIFY2(m.captured(1).toULongLong() == tids[t], line.constData());
                 last[t] = m.captured(3).toInt();
-                ids[t] = m.captured(1);
             }
         }
         QCOMPARE(QVector<int>(last, last + kThreads), QVector<int>(kThreads, kLines - 1));
@@ -255,15 +230,10 @@ private slots:
         QVERIFY(plain.open(QIODevice::WriteOnly) && plain.write("untouched") == 9);
         plain.close();
         setupLoggingService(makeConfig(dir.filePath(directory), "lost", "%m"), 2);
-        setupLoggingService(makeConfig(dir.path(), "kept", "%m"), 2);
-        for (int i = 0; i < 1000; ++i) {
+        for (int i = 0; i < 1000; ++i)
             writeLog("lost", 6, 0, "f.cpp", "f", i, "nowhere to go");
-            write("kept", "here");
-        }
         QCOMPARE(readAll(dir.filePath("plain")), QByteArray("untouched"));
-        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-                 (QStringList{"kept.log", "plain"}));
-        QCOMPARE(linesOf(dir.filePath("kept.log")).size(), 1000);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"plain"});
 
         // Once the way is free, the logger opens its file again (at most once a second).
         QVERIFY(QFile::remove(dir.filePath("plain")));
@@ -276,9 +246,8 @@ private slots:
     {
         QTest::addColumn<QByteArray>("name");
         QTest::addColumn<QString>("fileName");
-        QTest::newRow("separators stay inside") << QByteArray("../a\\b") << QStringLiteral(".._a_b.log");
-        QTest::newRow("reserved characters")
-            << QByteArray("a:b*c?\"<>|\t") << QStringLiteral("a_b_c______.log");
+        QTest::newRow("separators and reserved characters")
+            << QByteArray("../a\\b:c*?\"<>|\t") << QStringLiteral(".._a_b_c_______.log");
         QTest::newRow("empty") << QByteArray("") << QStringLiteral("vbl.log");
         QTest::newRow("whole field") << QByteArray(128, 'n') << QString(128, 'n') + ".log";
     }
@@ -309,14 +278,20 @@ private slots:
         write("again", "at teardown");
         teardownLoggingService();
         write("again", "after teardown");
-        QCOMPARE(linesOf(path), (QList<QByteArray>{"at once", "held", "at teardown"}));
+        QCOMPARE(readAll(path), QByteArray("at once\nheld\nat teardown\n"));
+
+        // Set up again: appends, counts the 25 bytes already there, cuts a line longer than a file.
         enableAutoFlushLog(1);
-        setupLoggingService(makeConfig(dir.path(), "again", "<%m>"), 2); // appends
+        setupLoggingService(makeConfig(dir.path(), "again", "<%m>", 3, 40), 2);
         setLogLevel("again", 5);
         setLogLevel(nullptr, 9);
         write("again", "below the minimum", 4);
-        write("again", "again", 5);
-        QCOMPARE(linesOf(path).mid(2), (QList<QByteArray>{"at teardown", "<again>"}));
+        write("again", "fits", 5);      // 32 bytes
+        write("again", "next line", 5); // would make 44
+        write("again", QByteArray(100, 'b').constData(), 5);
+        QCOMPARE(readAll(dir.filePath("again.2.log")), QByteArray("at once\nheld\nat teardown\n<fits>\n"));
+        QCOMPARE(readAll(dir.filePath("again.1.log")), QByteArray("<next line>\n"));
+        QCOMPARE(readAll(path), QByteArray("<" + QByteArray(38, 'b') + "\n"));
     }
 };
 
