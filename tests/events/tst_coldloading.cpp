@@ -51,7 +51,7 @@ class tst_ColdLoading : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { m_pLog = std::make_unique<RunLog>(); }
+    void init();
     void cleanup();
     void runsInOrderOnThePool();
     void waitFinished();
@@ -60,7 +60,14 @@ private slots:
 private:
     RZColdLoadingManager* const m_pPool = RZColdLoadingManager::instance();
     std::unique_ptr<RunLog> m_pLog;
+    int m_nMaxThreads = 0;
 };
+
+void tst_ColdLoading::init()
+{
+    m_pLog = std::make_unique<RunLog>();
+    m_nMaxThreads = m_pPool->maxThreadCount(); // as the manager set it, for the next test
+}
 
 void tst_ColdLoading::cleanup()
 {
@@ -68,7 +75,7 @@ void tst_ColdLoading::cleanup()
     RZCustomEventDispatcher::send<NotifyApplicationEnd>(); // waits for every task, then drops them
     QVERIFY(!m_pPool->isStarted());
     QCOMPARE(m_pPool->taskCount(), 0);
-    m_pPool->setMaxThreadCount(4);
+    m_pPool->setMaxThreadCount(m_nMaxThreads);
 }
 
 void tst_ColdLoading::runsInOrderOnThePool()

@@ -228,8 +228,11 @@ void tst_CustomEvent::concurrentSendersAndSubscribers()
         });
     QVERIFY(QTest::qWaitFor([&] { return sent.load() >= 3; }));
     for (int round = 0; round < 300; ++round) {
-        delete RZCustomEventDispatcher::listen<Probe>(
+        RZCustomEventListener* churned = RZCustomEventDispatcher::listen<Probe>(
             &owner, [](int) {}, round % 3);
+        for (const int before = sent; sent < before + 3;) // one of the senders began after it listened
+            QThread::yieldCurrentThread();
+        delete churned;
         QCoreApplication::processEvents();
     }
     churning = false;
