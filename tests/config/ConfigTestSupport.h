@@ -38,10 +38,8 @@ public:
     explicit ConfigHelper(const QString& dir, bool subProcess = false)
     {
         m_oProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        QStringList arguments{dir};
-        if (subProcess)
-            arguments << QStringLiteral("--sub");
-        m_oProcess.start(QStringLiteral(RZ_CONFIG_HELPER), arguments);
+        m_oProcess.start(QStringLiteral(RZ_CONFIG_HELPER),
+                         subProcess ? QStringList{dir, QStringLiteral("--sub")} : QStringList{dir});
     }
     ~ConfigHelper()
     {

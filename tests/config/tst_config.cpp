@@ -31,22 +31,13 @@ private slots:
     void initTestCase();
     void startRewritesOnlyReleaseGroups_data();
     void startRewritesOnlyReleaseGroups();
-    void staleLockFiles_data();
-    void staleLockFiles();
-    void userFileIsOwnerOnly();
-    void storedValueVersusDefault_data();
-    void storedValueVersusDefault();
+    void startTidiesTheFolder();
+    void storedValueVersusDefaultAndRemoval();
     void burstOfWritesCostsFewSyncs();
-    void removeGroup();
     void caddyAsymmetry();
-    void catalogueValues_data();
-    void catalogueValues();
     void catalogueLogic_data();
     void catalogueLogic();
-    void userStateBits_data();
-    void userStateBits();
     void registryInfoEntries();
-    void cinveraIniFallbacks_data();
     void cinveraIniFallbacks();
     void readsFromFourThreadsWhileWriting();
 
@@ -98,15 +89,14 @@ void TestConfig::initTestCase()
               "EffectStoreFavoritPage=https://custom.example.net/favorites\n"
               "[ENG]\nEffectStoreDefaultPage=https://custom.example.net/store\n"
               "EffectStoreLibPage=https://bad host.example.net/\n");
-    for (const char* lock : {"FConfig.ini.lock", "Cinvera.ini.lock", "FConfig.rmlock", "Other.ini.lock",
-                             "CinveraTemp.ini.lock", "fconfig.ini.lock"})
+    for (const char* lock :
+         {"FConfig.ini.lock", "Cinvera.ini.lock", "Other.ini.lock", "CinveraTemp.ini.lock"})
         writeFile(QLatin1String(lock), "stale");
 
     // A returning user: the first start is over (bit 0), the first preview too (bit 1).
     QVERIFY(RZPlatform::setMachineValue(QStringLiteral("UserState"), 0x3));
     QVERIFY(RZPlatform::setMachineValue(QStringLiteral("InstallInfo"),
                                         QStringLiteral("05/03/2024 14:30:15 setup")));
-    QVERIFY(RZPlatform::setMachineValue(QStringLiteral("NPSTimingTime"), 42));
 
     m_pLog = std::make_unique<RZScopedTestLogger>();
     QCoreApplication::setApplicationVersion(QStringLiteral("9.1.0"));
@@ -119,13 +109,10 @@ void TestConfig::startRewritesOnlyReleaseGroups_data()
     QTest::addColumn<QVariant>("expected");
     QTest::newRow("release address replaced")
         << "Url/NPS_API_URL" << QVariant("https://survey.example.com/nps2/");
-    QTest::newRow("blank after =") << "Url/AUDIO_COMMERCIAL_URL"
-                                   << QVariant("https://stock-api.example.com/music-license");
     QTest::newRow("user's extra address kept") << "Url/LEGACY_URL" << QVariant("https://legacy.example.net/");
     QTest::newRow("EffectStore follows the release") << "EffectStore/EffectStore" << QVariant("1");
     QTest::newRow("user's threshold kept") << "Performance/AppStuckThreshold" << QVariant("2500");
     QTest::newRow("new default key never merged") << "Performance/FunctionStuckThreshold" << QVariant();
-    QTest::newRow("new default group never merged") << "CBSGPUInfos/available_4k_frames" << QVariant();
     // The start's own write happens before the store's thread takes writes: memory only, then
     // replaced by the file's value when the memory is filled.
     QTest::newRow("start-up write stays in memory")
@@ -146,64 +133,49 @@ void TestConfig::startRewritesOnlyReleaseGroups()
     QCOMPARE(onDisk(key), expected);
 }
 
-void TestConfig::staleLockFiles_data()
+void TestConfig::startTidiesTheFolder()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("removed");
-    QTest::newRow("FConfig ini lock") << "FConfig.ini.lock" << true;
-    QTest::newRow("Cinvera ini lock") << "Cinvera.ini.lock" << true;
-    QTest::newRow("FConfig rmlock") << "FConfig.rmlock" << true;
-    QTest::newRow("another ini's lock") << "Other.ini.lock" << false;
-    QTest::newRow("longer base name") << "CinveraTemp.ini.lock" << false;
-    QTest::newRow("other case") << "fconfig.ini.lock" << false;
-}
-
-void TestConfig::staleLockFiles()
-{
-    QFETCH(QString, name);
-    QFETCH(bool, removed);
-    QCOMPARE(QFile::exists(configPath(name)), !removed);
-    const std::string line = "QFile::remove: " + configPath(name).toStdString() + ",true";
-    const std::vector<std::string> lines = m_pLog->sink->messages();
-    QCOMPARE(std::find(lines.begin(), lines.end(), line) != lines.end(), removed);
-}
-
-void TestConfig::userFileIsOwnerOnly()
-{
-#ifdef Q_OS_WIN
-    QSKIP("Windows keeps the file readable and writable for everyone");
-#endif
-    // The file was world-writable before the start.
+    // The stale locks of the store's own files go; those of other files stay.
+    for (const char* lock : {"FConfig.ini.lock", "Cinvera.ini.lock"})
+        QVERIFY2(!QFile::exists(configPath(QLatin1String(lock))), lock);
+    for (const char* lock : {"Other.ini.lock", "CinveraTemp.ini.lock"})
+        QVERIFY2(QFile::exists(configPath(QLatin1String(lock))), lock);
+#ifndef Q_OS_WIN
+    // The user's file was world-writable before the start.
     QCOMPARE(QFile::permissions(configPath(QStringLiteral("FConfig.ini"))),
              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
                  QFileDevice::WriteUser);
+#endif
 }
 
-void TestConfig::storedValueVersusDefault_data()
+void TestConfig::storedValueVersusDefaultAndRemoval()
 {
-    QTest::addColumn<Action>("prepare");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("expected");
     RZConfig& config = RZConfig::Instance();
-    QTest::newRow("empty text in the file") << Action([] {}) << "Empty" << QVariant(QString(""));
-    QTest::newRow("missing key") << Action([] {}) << "Missing" << QVariant("default");
-    QTest::newRow("empty text written")
-        << Action([&config] { config.SetAppValue("Misc", "Written", QString("")); }) << "Written"
-        << QVariant("");
-    QTest::newRow("null text written") << Action([&config] { config.SetAppValue("Misc", "Null", QString()); })
-                                       << "Null" << QVariant("default");
-    QTest::newRow("empty key, memory only")
-        << Action([&config] { config.SetAppValue("Misc", "", 7); }) << "" << QVariant(7);
-}
+    const QString misc = QStringLiteral("Misc");
+    const QVariant fallback(QStringLiteral("default"));
+    config.SetAppValue(QStringLiteral("Remove"), QStringLiteral("A"), 1);
+    config.SetAppValue(misc, QStringLiteral("Written"), QString(""));
+    config.SetAppValue(misc, QStringLiteral("Null"), QString());
+    config.SetAppValue(misc, QString(), 7);
+    // An empty text, read from the file or written, is a value; a missing or null one is not.
+    QCOMPARE(config.GetAppValue(misc, QStringLiteral("Empty"), fallback), QVariant(QString("")));
+    QCOMPARE(config.GetAppValue(misc, QStringLiteral("Missing"), fallback), fallback);
+    QCOMPARE(config.GetAppValue(misc, QStringLiteral("Written"), fallback), QVariant(QString("")));
+    QCOMPARE(config.GetAppValue(misc, QStringLiteral("Null"), fallback), fallback);
+    QCOMPARE(config.GetAppValue(misc, QString(), fallback), QVariant(7));
+    // The empty text reaches the file as such; the empty key stays in memory.
+    QTRY_VERIFY(onDisk(QStringLiteral("Misc/Written")).isValid());
+    QCOMPARE(onDisk(QStringLiteral("Misc/Written")).toString(), QString(""));
+    QVERIFY(!onDisk(misc).isValid());
 
-void TestConfig::storedValueVersusDefault()
-{
-    QFETCH(Action, prepare);
-    QFETCH(QString, key);
-    QFETCH(QVariant, expected);
-    prepare();
-    QCOMPARE(RZConfig::Instance().GetAppValue(QStringLiteral("Misc"), key, QStringLiteral("default")),
-             expected);
+    QVERIFY(onDisk(QStringLiteral("Remove/A")).isValid());
+    config.RemoveAppGroup(QStringLiteral("Remove"));
+    config.RemoveAppGroup(QString()); // not the whole file
+    QVERIFY(config.GetAppGroup(QStringLiteral("Remove")).isEmpty());
+    config.SetAppValue(QStringLiteral("Probe"), QStringLiteral("Remove"), 1);
+    QTRY_VERIFY(onDisk(QStringLiteral("Probe/Remove")).isValid());
+    QVERIFY(!onDisk(QStringLiteral("Remove/A")).isValid());
+    QCOMPARE(onDisk(QStringLiteral("Performance/AppStuckThreshold")).toInt(), 2500);
 }
 
 void TestConfig::burstOfWritesCostsFewSyncs()
@@ -248,26 +220,6 @@ void TestConfig::burstOfWritesCostsFewSyncs()
     QTRY_COMPARE(onDisk(QStringLiteral("Burst/Stream")).toInt(), -1);
     QVERIFY2(writes <= elapsed.elapsed() / 100 + 2,
              qPrintable(QStringLiteral("%1 file writes in %2 ms").arg(writes).arg(elapsed.elapsed())));
-    // The empty key of storedValueVersusDefault never reached the file.
-    QCOMPARE(onDisk(QStringLiteral("Misc/Written")).toString(), QString(""));
-    QVERIFY(!onDisk(QStringLiteral("Misc")).isValid());
-}
-
-void TestConfig::removeGroup()
-{
-    RZConfig& config = RZConfig::Instance();
-    config.SetAppValue(QStringLiteral("Remove"), QStringLiteral("A"), 1);
-    config.SetAppValue(QStringLiteral("Remove"), QStringLiteral("B"), 2);
-    QCOMPARE(config.GetAppGroup(QStringLiteral("Remove")).size(), 2);
-    QTRY_COMPARE(onDisk(QStringLiteral("Remove/B")).toInt(), 2);
-
-    config.RemoveAppGroup(QStringLiteral("Remove"));
-    config.RemoveAppGroup(QString()); // not the whole file
-    QVERIFY(config.GetAppGroup(QStringLiteral("Remove")).isEmpty());
-    config.SetAppValue(QStringLiteral("Probe"), QStringLiteral("Remove"), 1);
-    QTRY_VERIFY(onDisk(QStringLiteral("Probe/Remove")).isValid());
-    QVERIFY(!onDisk(QStringLiteral("Remove/A")).isValid());
-    QCOMPARE(onDisk(QStringLiteral("Performance/AppStuckThreshold")).toInt(), 2500);
 }
 
 void TestConfig::caddyAsymmetry()
@@ -305,68 +257,23 @@ void TestConfig::caddyAsymmetry()
         __VA_ARGS__;                                                                                         \
     })
 
-void TestConfig::catalogueValues_data()
-{
-    QTest::addColumn<Reading>("get");
-    QTest::addColumn<Action>("set");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("before");
-    QTest::addColumn<QVariant>("after");
-    QTest::newRow("bool, default true")
-        << READ(canShowAiMusicCancelToast()) << DO(c.setCanShowAiMusicCancelToast(false))
-        << "AIMusic/showCancelToast" << QVariant(true) << QVariant(false);
-    QTest::newRow("key with blanks") << READ(getSTTAndTTSCloseConfirm())
-                                     << DO(c.setSTTAndTTSCloseConfirm(false))
-                                     << "AccountBalanceCloseCheck/Text-to-Speech and Speech-to-Text"
-                                     << QVariant(true) << QVariant(false);
-    QTest::newRow("int, default -1") << READ(GetLogLevel()) << DO(c.SetLogLevel(4)) << "LogLevel/LogLevel"
-                                     << QVariant(-1) << QVariant(4);
-    QTest::newRow("int64 from the user's file")
-        << READ(getAppStuckThreshold()) << DO(c.setAppStuckThreshold(1LL << 40))
-        << "Performance/AppStuckThreshold" << QVariant(2500LL) << QVariant(1LL << 40);
-    QTest::newRow("text") << READ(GetAccountNickName()) << DO(c.SetAccountNickName("Zoë, \"x\"; y"))
-                          << "AccountInfo/APP_NICKNAME" << QVariant(QString()) << QVariant("Zoë, \"x\"; y");
-    QTest::newRow("text list") << READ(getColorSelectRecent())
-                               << DO(c.setColorSelectRecent({"#ff0000", "#00ff00"}))
-                               << "ColorSelectRecent/ColorList" << QVariant(QStringList())
-                               << QVariant(QStringList{"#ff0000", "#00ff00"});
-    QTest::newRow("shortcut by name")
-        << READ(getShortcutSwitch("Ctrl+K")) << DO(c.setShortcutSwitch("Ctrl+K", true))
-        << "ShortcutSwitch/Ctrl+K" << QVariant(false) << QVariant(true);
-    QTest::newRow("lossless: set under another case")
-        << READ(getLossLessTipsStatus()) << DO(c.setLossLessTipsStatus(true)) << "Lossless/TipsStatus"
-        << QVariant(false) << QVariant(false);
-}
-
-void TestConfig::catalogueValues()
-{
-    QFETCH(Reading, get);
-    QFETCH(Action, set);
-    QFETCH(QString, key);
-    QFETCH(QVariant, before);
-    QFETCH(QVariant, after);
-    QCOMPARE(get(), before);
-    set();
-    QCOMPARE(get(), after);
-    // The setter's value reached the file under the catalogue's group and key.
-    const QVariant stored = RZConfig::Instance().GetAppValue(key.section('/', 0, 0), key.section('/', 1));
-    const auto diskAsStored = [&] {
-        QVariant disk = onDisk(key);
-        disk.convert(stored.userType());
-        return disk;
-    };
-    QVERIFY(stored.isValid());
-    QTRY_COMPARE(diskAsStored(), stored);
-}
-
 void TestConfig::catalogueLogic_data()
 {
     QTest::addColumn<Action>("prepare");
     QTest::addColumn<Reading>("read");
     QTest::addColumn<QVariant>("expected");
     const Action none([] {});
-    QTest::newRow("algorithm default, bit 0")
-        << DO(c.RemoveAppGroup("AlgorithmCheck")) << READ(algorithmEnabled(1)) << QVariant(false);
+    const Reading userState([] { return QVariant(RZPlatform::machineValue("UserState").toInt()); });
+    // The accessors generated from the table: their defaults, and values of each type as set.
+    QTest::newRow("bool, default true") << none << READ(canShowAiMusicCancelToast()) << QVariant(true);
+    QTest::newRow("int, default -1") << none << READ(GetLogLevel()) << QVariant(-1);
+    QTest::newRow("int64") << DO(c.setAppStuckThreshold(1LL << 40)) << READ(getAppStuckThreshold())
+                           << QVariant(1LL << 40);
+    QTest::newRow("text list") << DO(c.setColorSelectRecent({"#ff0000", "#00ff00"}))
+                               << READ(getColorSelectRecent()) << QVariant(QStringList{"#ff0000", "#00ff00"});
+    // Read from "lossless", which the user's file holds, and written to "Lossless".
+    QTest::newRow("lossless: set under another case")
+        << DO(c.setLossLessTipsStatus(true)) << READ(getLossLessTipsStatus()) << QVariant(false);
     QTest::newRow("algorithm, a bit missing") << DO(c.SetAppValue("AlgorithmCheck", "CheckResult", 5u))
                                               << READ(algorithmEnabled(3)) << QVariant(false);
     QTest::newRow("algorithm bits changed")
@@ -381,8 +288,6 @@ void TestConfig::catalogueLogic_data()
               c.setUserWithDefaultTag("b"))
         << READ(getUsersWithDefaultTag()) << QVariant(QStringList{"a", "b"});
     QTest::newRow("start days from the file") << none << READ(GetAppStartDays()) << QVariant(10);
-    QTest::newRow("start days, bad date") << DO(c.SetAppValue("APP_STARTDAYS", "APP_STARTDAYS", "soon"))
-                                          << READ(GetAppStartDays()) << QVariant(0);
     QTest::newRow("url bar, empty text") << DO(c.SetAppValue("DEVTOOL_ENABLE", "CEF_ENGINE_VIEW_URL_BAR", ""))
                                          << READ(IsShowEngineViewUrlBar()) << QVariant(false);
     QTest::newRow("store type, none")
@@ -394,13 +299,24 @@ void TestConfig::catalogueLogic_data()
                                              << QVariant("https://effects.example.com/user/download.html");
     QTest::newRow("page for every language") << none << READ(GetEffectStoreMyFavoritesPageUrl())
                                              << QVariant("https://custom.example.net/favorites");
-    QTest::newRow("balance switches reset")
-        << DO(c.resetBalanceCloseCheckFilter())
-        << READ(GetAppValue("AccountBalanceCloseCheck", "Text-to-Video")) << QVariant(false);
     QTest::newRow("guide bits share a field")
         << DO(c.SetExportGuideShowed(true); c.setStockMediaNewFeatureShowed(true);
               c.SetExportGuideFirstHide(true); c.SetExportGuideShowed(false))
         << READ(GetQuickStartState()) << QVariant(1 << 9);
+    // Bits 0 and 1 of "UserState" mean "done": a set bit is a false "first".
+    QTest::newRow("user state, first preview over")
+        << DO(c.SetUserState(0x1); c.SetFirstPreview(false)) << userState << QVariant(0x3);
+    QTest::newRow("user state, first preview again")
+        << DO(c.SetUserState(0x3); c.SetFirstPreview(true)) << userState << QVariant(0x1);
+    QTest::newRow("user state, first start over")
+        << DO(c.SetUserState(0x10); c.SetFirstStart(false)) << userState << QVariant(0x11);
+    QTest::newRow("user state, bit 31 set on true")
+        << DO(c.SetUserState(0x1); c.SetFirstUseShortcut(true)) << userState << QVariant(int(0x80000001u));
+    // The first start is the value of this run's start, 0x3.
+    QTest::newRow("user state bits read")
+        << DO(c.SetUserState(int(0x80000010u)))
+        << READ(IsFirstPreview() && c.IsFirstExport() && c.IsFirstUseShortcut() && !c.IsFirstStart())
+        << QVariant(true);
     QTest::newRow("smart edit, first while 0") << none << READ(IsFirstSmartEdit()) << QVariant(true);
     QTest::newRow("smart edit, stored inverted")
         << DO(c.SetFirstSmartEdit(false))
@@ -408,7 +324,6 @@ void TestConfig::catalogueLogic_data()
     QTest::newRow("install time") << none << READ(GetCurrentVersionInstallDateTime())
                                   << QVariant(
                                          QDateTime(QDate(2024, 3, 5), QTime(14, 30, 15)).toMSecsSinceEpoch());
-    QTest::newRow("timing, logged") << none << READ(GetNpsTimingTime()) << QVariant(42LL);
     QTest::newRow("first install version stored")
         << DO(c.GetFirstInstallVersion())
         << Reading([] { return RZPlatform::machineValue("FirstInstallVersion"); }) << QVariant("9.1.0");
@@ -416,8 +331,9 @@ void TestConfig::catalogueLogic_data()
     QTest::newRow("machine value read once")
         << DO(c.GetNPSShowVersion(); RZPlatform::setMachineValue("NPSShowVersion", 2))
         << READ(GetNPSShowVersion()) << QVariant(QString());
-    QTest::newRow("run flag, default true")
-        << DO(c.setBeatEditShowNext(false)) << READ(getMediaDeleteConfirm()) << QVariant(true);
+    QTest::newRow("run flags, one each")
+        << DO(c.setBeatEditShowNext(false)) << READ(getMediaDeleteConfirm() && !c.getBeatEditShowNext())
+        << QVariant(true);
     QTest::newRow("feature trialed") << DO(c.setFeatureTrialed(3))
                                      << READ(isFeatureTrialed(3) && !c.isFeatureTrialed(4)) << QVariant(true);
 }
@@ -429,38 +345,6 @@ void TestConfig::catalogueLogic()
     QFETCH(QVariant, expected);
     prepare();
     QCOMPARE(read(), expected);
-}
-
-void TestConfig::userStateBits_data()
-{
-    QTest::addColumn<int>("start");
-    QTest::addColumn<Action>("set");
-    QTest::addColumn<Reading>("get");
-    QTest::addColumn<int>("stored");
-    QTest::addColumn<bool>("reads");
-    QTest::newRow("first preview over: bit 1 set")
-        << 0x1 << DO(c.SetFirstPreview(false)) << READ(IsFirstPreview()) << 0x3 << false;
-    QTest::newRow("first preview again: bit 1 cleared")
-        << 0x3 << DO(c.SetFirstPreview(true)) << READ(IsFirstPreview()) << 0x1 << true;
-    QTest::newRow("first start over: bit 0 set")
-        << 0x10 << DO(c.SetFirstStart(false)) << READ(IsFirstExport()) << 0x11 << true;
-    QTest::newRow("bit 31 set on true")
-        << 0x1 << DO(c.SetFirstUseShortcut(true)) << READ(IsFirstUseShortcut()) << int(0x80000001u) << true;
-}
-
-void TestConfig::userStateBits()
-{
-    QFETCH(int, start);
-    QFETCH(Action, set);
-    QFETCH(Reading, get);
-    QFETCH(int, stored);
-    QFETCH(bool, reads);
-    RZConfig& config = RZConfig::Instance();
-    QVERIFY(!config.IsFirstStart()); // the value at this run's start: 0x3
-    config.SetUserState(start);
-    set();
-    QCOMPARE(RZPlatform::machineValue(QStringLiteral("UserState")).toInt(), stored);
-    QCOMPARE(get().toBool(), reads);
 }
 
 void TestConfig::registryInfoEntries()
@@ -478,32 +362,20 @@ void TestConfig::registryInfoEntries()
     QCOMPARE(config.GetTimeStampfromFirstVisit(), stamp);
 }
 
-void TestConfig::cinveraIniFallbacks_data()
-{
-    QTest::addColumn<bool>("file");
-    QTest::addColumn<QString>("stored");
-    QTest::addColumn<bool>("useStored");
-    const QString existing = m_oDir.path();
-    QTest::newRow("no file") << false << existing << false;
-    QTest::newRow("no value") << true << QString() << false;
-    QTest::newRow("folder gone") << true << existing + QStringLiteral("/gone") << false;
-    QTest::newRow("folder there") << true << existing << true;
-}
-
+// A folder kept in "Cinvera.ini", or the caller's fallback when the value or the folder is missing.
 void TestConfig::cinveraIniFallbacks()
 {
-    QFETCH(bool, file);
-    QFETCH(QString, stored);
-    QFETCH(bool, useStored);
     RZConfig& config = RZConfig::Instance();
-    QFile::remove(RZConfig::GetCinveraConfigFile());
-    if (file) {
-        config.setDefaultImportDir(stored);
-        config.setDefaultAudioImportDir(stored);
-    }
     const QString fallback = QStringLiteral("/fallback");
-    QCOMPARE(config.getDefaultImportDir(fallback), useStored ? stored : fallback);
-    QCOMPARE(config.getDefaultAudioImportDir(fallback), useStored ? stored : fallback);
+    const auto read = [&] {
+        return QStringList{config.getDefaultImportDir(fallback), config.getDefaultAudioImportDir(fallback)};
+    };
+    config.setDefaultImportDir(m_oDir.path());
+    config.setDefaultAudioImportDir(m_strConfigDir);
+    QCOMPARE(read(), (QStringList{m_oDir.path(), m_strConfigDir}));
+    config.setDefaultImportDir(m_oDir.path() + QStringLiteral("/gone"));
+    config.setDefaultAudioImportDir(QString());
+    QCOMPARE(read(), (QStringList{fallback, fallback}));
 }
 
 void TestConfig::readsFromFourThreadsWhileWriting()

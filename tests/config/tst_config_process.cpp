@@ -1,5 +1,5 @@
-// The settings store across real processes: a first start, a main process with a helper process
-// on the same folder, and the last writes at a normal exit.
+// The settings store across real processes: a first start that ends in a normal exit, and a main
+// process with a helper process on the same folder.
 
 #include "ConfigTestSupport.h"
 
@@ -10,10 +10,9 @@ class TestConfigProcess : public QObject
 private slots:
     void initTestCase();
     void init();
-    void firstStart_data();
-    void firstStart();
+    void firstStartAndExit_data();
+    void firstStartAndExit();
     void subProcessReadsWithoutChangingTheFile();
-    void lastWritesReachTheFileAtExit();
 
 private:
     QString file() const { return m_pDir->path() + QStringLiteral("/FConfig.ini"); }
@@ -34,7 +33,7 @@ void TestConfigProcess::init()
     QVERIFY(m_pDir->isValid());
 }
 
-void TestConfigProcess::firstStart_data()
+void TestConfigProcess::firstStartAndExit_data()
 {
     QTest::addColumn<QString>("group");
     QTest::addColumn<QString>("key");
@@ -42,24 +41,14 @@ void TestConfigProcess::firstStart_data()
     QTest::newRow("performance default") << "Performance"
                                          << "AppStuckThreshold"
                                          << "1000";
-    QTest::newRow("gpu figures") << "CBSGPUInfos"
-                                 << "algorithm_transform_time_4k"
-                                 << "115";
-    QTest::newRow("quoted with a blank") << "Url"
-                                         << "NPS_API_URL"
-                                         << "https://survey.example.com/nps2/";
-    QTest::newRow("place markers kept") << "Url"
-                                        << "NORTHWILLOW_DETECTION_URL"
-                                        << "https://effects.example.com/api/user/res/exist?md5=%1&type=%2";
-    QTest::newRow("credential placeholder") << "MacNwidCon"
-                                            << "appKey"
-                                            << "example-app-key";
     QTest::newRow("date of the first start")
         << "APP_STARTDAYS"
         << "APP_STARTDAYS" << QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
 }
 
-void TestConfigProcess::firstStart()
+// The default is copied, readable at once and private to the user; a write made just before a normal
+// exit reaches the file through the store's final sync.
+void TestConfigProcess::firstStartAndExit()
 {
     QFETCH(QString, group);
     QFETCH(QString, key);
@@ -67,12 +56,13 @@ void TestConfigProcess::firstStart()
     ConfigHelper helper(m_pDir->path());
     QCOMPARE(helper.next(), QStringLiteral("ready"));
     QCOMPARE(helper.send({"get", group, key}), QStringLiteral("value ") + expected);
-    QVERIFY(QFile::exists(file()));
 #ifndef Q_OS_WIN
     QCOMPARE(QFile::permissions(file()), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                              QFileDevice::ReadUser | QFileDevice::WriteUser);
 #endif
+    QCOMPARE(helper.send({"set", "Exit", "Last", expected}), QStringLiteral("ok"));
     QVERIFY(helper.quit());
+    QCOMPARE(diskValue(file(), QStringLiteral("Exit/Last")).toString(), expected);
 }
 
 void TestConfigProcess::subProcessReadsWithoutChangingTheFile()
@@ -81,9 +71,11 @@ void TestConfigProcess::subProcessReadsWithoutChangingTheFile()
     QCOMPARE(main.next(), QStringLiteral("ready"));
     QCOMPARE(main.send({"set", "Shared", "Key", "v1"}), QStringLiteral("ok"));
     QTRY_COMPARE(diskValue(file(), QStringLiteral("Shared/Key")).toString(), QStringLiteral("v1"));
-    QFile before(file());
-    QVERIFY(before.open(QIODevice::ReadOnly));
-    const QByteArray contents = before.readAll();
+    const auto contents = [this] {
+        QFile settings(file());
+        return settings.open(QIODevice::ReadOnly) ? settings.readAll() : QByteArray();
+    };
+    const QByteArray before = contents();
     const QDateTime modified = QFileInfo(file()).lastModified();
 
     ConfigHelper sub(m_pDir->path(), true);
@@ -91,33 +83,19 @@ void TestConfigProcess::subProcessReadsWithoutChangingTheFile()
     QVERIFY(sub.otherLines().join('\n').contains("getIsMainAppFlag:false, SubProcessName:rz_config_helper"));
     QCOMPARE(sub.send({"get", "Shared", "Key"}), QStringLiteral("value v1"));
     QCOMPARE(sub.send({"get", "Performance", "AppStuckThreshold"}), QStringLiteral("value 1000"));
-    QFile after(file());
-    QVERIFY(after.open(QIODevice::ReadOnly));
-    QCOMPARE(after.readAll(), contents);
+    QCOMPARE(contents(), before);
     QCOMPARE(QFileInfo(file()).lastModified(), modified);
 
     // The main process writes; the helper sees it once its own QSettings re-reads the file, which
-    // its next sync does.
+    // the sync after its own next write does.
     QCOMPARE(main.send({"set", "Shared", "Key", "v2"}), QStringLiteral("ok"));
     QTRY_COMPARE(diskValue(file(), QStringLiteral("Shared/Key")).toString(), QStringLiteral("v2"));
     QCOMPARE(sub.send({"set", "Sub", "Ping", "1"}), QStringLiteral("ok"));
-    QCOMPARE(sub.send({"wait", "Shared", "Key", "v2"}), QStringLiteral("seen"));
+    QTRY_COMPARE(sub.send({"get", "Shared", "Key"}), QStringLiteral("value v2"));
     QVERIFY(sub.quit());
     QVERIFY(main.quit());
     QCOMPARE(diskValue(file(), QStringLiteral("Sub/Ping")).toString(), QStringLiteral("1"));
     QCOMPARE(diskValue(file(), QStringLiteral("Shared/Key")).toString(), QStringLiteral("v2"));
-}
-
-void TestConfigProcess::lastWritesReachTheFileAtExit()
-{
-    ConfigHelper helper(m_pDir->path());
-    QCOMPARE(helper.next(), QStringLiteral("ready"));
-    for (int i = 0; i < 20; ++i)
-        QCOMPARE(helper.send({"set", "Exit", QStringLiteral("K%1").arg(i), QString::number(i)}),
-                 QStringLiteral("ok"));
-    QVERIFY(helper.quit());
-    for (int i = 0; i < 20; ++i)
-        QCOMPARE(diskValue(file(), QStringLiteral("Exit/K%1").arg(i)).toString(), QString::number(i));
 }
 
 QTEST_GUILESS_MAIN(TestConfigProcess)

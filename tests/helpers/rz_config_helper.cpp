@@ -6,7 +6,6 @@
 // Commands (fields separated by tabs), each answered by one line that starts with "@":
 //   get <group> <key>            @value <text>  or  @invalid
 //   set <group> <key> <value>    @ok
-//   wait <group> <key> <value>   @seen, or @timeout after 10 s
 //   loop <group> <key>           writes "<n>|<payload of n>|<n>" every millisecond, with "@wrote <n>"
 //                                after each write, until the process is killed
 //   quit                         @bye, then a normal exit (the store's final sync)
@@ -17,7 +16,6 @@
 #include <RZCore/RZConfig.h>
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -65,15 +63,6 @@ int main(int argc, char** argv)
         } else if (command == QLatin1String("set") && fields.size() == 4) {
             config.SetAppValue(fields[1], fields[2], fields[3]);
             reply(QStringLiteral("ok"));
-        } else if (command == QLatin1String("wait") && fields.size() == 4) {
-            QElapsedTimer timer;
-            timer.start();
-            while (config.GetAppValue(fields[1], fields[2]).toString() != fields[3] &&
-                   timer.elapsed() < 10000)
-                QThread::msleep(5);
-            reply(config.GetAppValue(fields[1], fields[2]).toString() == fields[3]
-                      ? QStringLiteral("seen")
-                      : QStringLiteral("timeout"));
         } else if (command == QLatin1String("loop") && fields.size() == 3) {
             for (qint64 n = 1;; ++n) {
                 config.SetAppValue(fields[1], fields[2], payload(n));
