@@ -361,9 +361,12 @@ void RZConfig::SetAppValue(const QString& group, const QString& key, const QVari
 
 void RZConfig::SetAppValueWithoutSync(const QString& group, const QString& key, const QVariant& value)
 {
-    const auto overridden = m_oOverrideValues.find(key);
-    if (overridden != m_oOverrideValues.end())
-        *overridden = value.toString();
+    // Only an entry that is already there is updated. Looked up without detaching the map: a
+    // non-const find writes to it even when the key is absent, and readers on other threads share it.
+    if (m_oOverrideValues.contains(key)) {
+        AppWriteLocker lock(m_oAppLock);
+        m_oOverrideValues[key] = value.toString();
+    }
     // One "group/key" path rather than beginGroup/endGroup: a sub-process reads the same object on
     // other threads, and the group prefix is state those reads share.
     if (!key.isEmpty() && m_pAppSettings)
