@@ -179,30 +179,32 @@ int RZDir::getFileNumber(const QString& path)
     return count;
 }
 
-qint64 RZDir::getFolderSize(QString path)
+namespace {
+
+// Bytes of the files of a folder and of the sub-folders that `subDirFilter` lists, recursively.
+qint64 folderBytes(const QString& path, QDir::Filters fileFilter, QDir::Filters subDirFilter)
 {
     const QDir dir(path);
     qint64 size = 0;
-    const QFileInfoList files = dir.entryInfoList(filter(kFilterOnlyFiles), QDir::Unsorted);
+    const QFileInfoList files = dir.entryInfoList(fileFilter, QDir::Unsorted);
     for (const QFileInfo& file : files)
         size += file.size();
-    const QStringList subDirs = dir.entryList(filter(kFilterSubDirs), QDir::Unsorted);
+    const QStringList subDirs = dir.entryList(subDirFilter, QDir::Unsorted);
     for (const QString& name : subDirs)
-        size += getFolderSize(dir.filePath(name));
+        size += folderBytes(dir.filePath(name), fileFilter, subDirFilter);
     return size;
+}
+
+} // namespace
+
+qint64 RZDir::getFolderSize(QString path)
+{
+    return folderBytes(path, filter(kFilterOnlyFiles), filter(kFilterSubDirs));
 }
 
 qint64 RZDir::getDirFileTotalSize(const QString& path)
 {
-    const QDir dir(path);
-    qint64 size = 0;
-    const QFileInfoList files = dir.entryInfoList(filter(kFilterOnlyFiles), QDir::Unsorted);
-    for (const QFileInfo& file : files)
-        size += file.size();
-    const QStringList subDirs = dir.entryList(filter(kFilterAllSubDirs), QDir::Unsorted);
-    for (const QString& name : subDirs)
-        size += getDirFileTotalSize(dir.filePath(name));
-    return size;
+    return folderBytes(path, filter(kFilterOnlyFiles), filter(kFilterAllSubDirs));
 }
 
 void RZDir::getAllFile(QString dir, QList<QFileInfo>& out, bool recursive, int depth)

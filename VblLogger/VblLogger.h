@@ -74,24 +74,19 @@ typedef struct VblLoggingConfig
 } VblLoggingConfig;
 
 #ifdef __cplusplus
-static_assert(sizeof(VblLoggingConfig) == 1296, "VblLoggingConfig is 1,296 bytes");
-static_assert(offsetof(VblLoggingConfig, pattern) == 0, "pattern at 0");
-static_assert(offsetof(VblLoggingConfig, reserved0) == 128, "reserved0 at 128");
-static_assert(offsetof(VblLoggingConfig, reserved1) == 132, "reserved1 at 132");
-static_assert(offsetof(VblLoggingConfig, loggerName) == 136, "loggerName at 136");
-static_assert(offsetof(VblLoggingConfig, directory) == 264, "directory at 264");
-static_assert(offsetof(VblLoggingConfig, maxFiles) == 1288, "maxFiles at 1288");
-static_assert(offsetof(VblLoggingConfig, maxFileSize) == 1292, "maxFileSize at 1292");
+#define VBL_STATIC_ASSERT(condition, text) static_assert(condition, text)
 #else
-_Static_assert(sizeof(VblLoggingConfig) == 1296, "VblLoggingConfig is 1,296 bytes");
-_Static_assert(offsetof(VblLoggingConfig, pattern) == 0, "pattern at 0");
-_Static_assert(offsetof(VblLoggingConfig, reserved0) == 128, "reserved0 at 128");
-_Static_assert(offsetof(VblLoggingConfig, reserved1) == 132, "reserved1 at 132");
-_Static_assert(offsetof(VblLoggingConfig, loggerName) == 136, "loggerName at 136");
-_Static_assert(offsetof(VblLoggingConfig, directory) == 264, "directory at 264");
-_Static_assert(offsetof(VblLoggingConfig, maxFiles) == 1288, "maxFiles at 1288");
-_Static_assert(offsetof(VblLoggingConfig, maxFileSize) == 1292, "maxFileSize at 1292");
+#define VBL_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
 #endif
+VBL_STATIC_ASSERT(sizeof(VblLoggingConfig) == 1296, "VblLoggingConfig is 1,296 bytes");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, pattern) == 0, "pattern at 0");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, reserved0) == 128, "reserved0 at 128");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, reserved1) == 132, "reserved1 at 132");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, loggerName) == 136, "loggerName at 136");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, directory) == 264, "directory at 264");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, maxFiles) == 1288, "maxFiles at 1288");
+VBL_STATIC_ASSERT(offsetof(VblLoggingConfig, maxFileSize) == 1292, "maxFileSize at 1292");
+#undef VBL_STATIC_ASSERT
 
 /*
  * The record's default form: the default pattern, -1 in both reserved words, the name "vbl", no
