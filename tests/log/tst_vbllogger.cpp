@@ -12,7 +12,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <numeric>
 #include <thread>
 #include <vector>
@@ -182,11 +184,22 @@ private slots:
         setupLoggingService(makeConfig(dir.path(), "load", VBL_DEFAULT_PATTERN), 2);
         std::vector<std::thread> threads;
         std::uint64_t tids[kThreads] = {};
+        // Each thread's closing line (number kLines) is written only once every thread has written all
+        // its other lines, so all closing lines survive rotation whichever thread the scheduler favoured.
+        std::mutex gate;
+        std::condition_variable allDone;
+        int finished = 0;
         for (int t = 0; t < kThreads; ++t)
-            threads.emplace_back([t, &tids] {
+            threads.emplace_back([&, t] {
                 tids[t] = RZPlatform::currentThreadId();
                 char message[64];
-                for (int i = 0; i < kLines; ++i) {
+                for (int i = 0; i <= kLines; ++i) {
+                    if (i == kLines) {
+                        std::unique_lock<std::mutex> lock(gate);
+                        ++finished;
+                        allDone.notify_all();
+                        allDone.wait(lock, [&] { return finished == kThreads; });
+                    }
                     std::snprintf(message, sizeof message, "thread %d line %06d of typical length", t, i);
                     writeLog("load", 4, 0, "Worker.cpp", "Worker::run", 77, message);
                 }
@@ -212,7 +225,8 @@ private slots:
                 last[t] = m.captured(3).toInt();
             }
         }
-        QCOMPARE(QVector<int>(last, last + kThreads), QVector<int>(kThreads, kLines - 1));
+        // No thread's lines end early: the last one kept of each is its closing line.
+        QCOMPARE(QVector<int>(last, last + kThreads), QVector<int>(kThreads, kLines));
     }
 
     void unusableDirectory_data()
