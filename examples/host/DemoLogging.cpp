@@ -13,7 +13,7 @@ void demoLogging(DemoContext& /*context*/)
     RZLOG_DEBUG("a DEBUG line (below TRACE in this scheme)");
     RZLOG_TRACE("a TRACE line with values %d and %s", 42, "text");
     RZLOG_INFO("an INFO line");
-    RZLOG_WARN("a WARN line, 100%% sure");
+    RZLOG_WARN("a WARN line, 100% sure");
     RZLOG_ERROR("an ERROR line");
     RZLOG_CRITICAL("a CRITICAL line");
     RZBaseLog::LogStream(*RZBaseLog::defaultLogger(), {}).info() << "a stream line, " << 3 << " parts";
