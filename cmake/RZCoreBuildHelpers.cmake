@@ -12,6 +12,15 @@ if(RZCORE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${_rz_launcher})
 endif()
 
+# Source paths in __FILE__ and in debug information are project-relative ("RZCore/log/RZBaseLog.cpp"),
+# whether the compiler sees them absolute or, through ccache's base directory, relative to the build
+# folder; objects then do not depend on where the checkout lives.
+if(CMAKE_C_COMPILER_ID MATCHES "GNU|Clang")
+  file(RELATIVE_PATH _rz_src_from_build "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+  string(REGEX REPLACE "/$" "" _rz_src_from_build "${_rz_src_from_build}")
+  add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${_rz_src_from_build}/=")
+endif()
+
 # The everyday build keeps its assertions: RelWithDebInfo without NDEBUG.
 foreach(_lang C CXX)
   string(REPLACE "-DNDEBUG" "" CMAKE_${_lang}_FLAGS_RELWITHDEBINFO "${CMAKE_${_lang}_FLAGS_RELWITHDEBINFO}")
