@@ -2,20 +2,20 @@
 // Umbrella header: every public header of the library.
 
 #include <RZCore/RZCoreExport.h>
-#include <RZCore/RZDeploymentValues.h>
+#include <RZCore/util/RZDeploymentValues.h>
 #include <RZCore/platform/RZPlatform.h>
 
 // application frame
-#include <RZCore/RZAppInfo.h>
-#include <RZCore/RZApplication.h>
-#include <RZCore/RZObject.h>
-#include <RZCore/RZSingleton.h>
+#include <RZCore/app/RZAppInfo.h>
+#include <RZCore/app/RZApplication.h>
+#include <RZCore/app/RZObject.h>
+#include <RZCore/app/RZSingleton.h>
 
 // configuration
-#include <RZCore/RZCBSUrlReader.h>
-#include <RZCore/RZConfig.h>
-#include <RZCore/RZConfigKeys.h>
-#include <RZCore/RZRegistryInfo.h>
+#include <RZCore/config/RZCBSUrlReader.h>
+#include <RZCore/config/RZConfig.h>
+#include <RZCore/config/RZConfigKeys.h>
+#include <RZCore/config/RZRegistryInfo.h>
 
 // logging
 #include <RZCore/log/RZBaseLog.h>
@@ -33,16 +33,16 @@
 #include <RZCore/hsm/HSMState.h>
 #include <RZCore/hsm/HSMTransition.h>
 // files, folders and zip archives
-#include <RZCore/RZDir.h>
-#include <RZCore/RZDomDocument.h>
-#include <RZCore/RZFile.h>
-#include <RZCore/RZStringUtils.h>
-#include <RZCore/RZUtility.h>
-#include <RZCore/ZipOperate.h>
+#include <RZCore/files/RZDir.h>
+#include <RZCore/util/RZDomDocument.h>
+#include <RZCore/files/RZFile.h>
+#include <RZCore/util/RZStringUtils.h>
+#include <RZCore/util/RZUtility.h>
+#include <RZCore/files/ZipOperate.h>
 
 // process communication
-#include <RZCore/RZCommunicator.h>
-#include <RZCore/RZProcess.h>
+#include <RZCore/ipc/RZCommunicator.h>
+#include <RZCore/ipc/RZProcess.h>
 // events and scheduling
 #include <RZCore/events/RZColdLoading.h>
 #include <RZCore/events/RZCustomEvent.h>

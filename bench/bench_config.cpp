@@ -3,8 +3,8 @@
 // sustained stream of writes costs. Run: scripts/bench bench_config
 // (for the pairs in alternation: --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true)
 
-#include <RZCore/RZAppInfo.h>
-#include <RZCore/RZConfig.h>
+#include <RZCore/app/RZAppInfo.h>
+#include <RZCore/config/RZConfig.h>
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -6,8 +6,8 @@
 // Each measurement is one run of wall time; the pairs alternate, round after round, and the ratios of
 // the summed times are printed at the end (above 1 means RZCore is faster).
 
-#include <RZCore/RZDir.h>
-#include <RZCore/ZipOperate.h>
+#include <RZCore/files/RZDir.h>
+#include <RZCore/files/ZipOperate.h>
 
 #include <benchmark/benchmark.h>
 

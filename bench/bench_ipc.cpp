@@ -6,7 +6,7 @@
 //     does) against the same bytes streamed raw.
 // The pairs run interleaved, repeated; the ratios of the medians are printed at the end.
 // Run: scripts/bench bench_ipc    (the binary starts itself again as the second process)
-#include <RZCore/RZCommunicator.h>
+#include <RZCore/ipc/RZCommunicator.h>
 #include <RZCore/log/RZBaseLog.h>
 
 #include <benchmark/benchmark.h>

@@ -1,7 +1,7 @@
 // Any text through RZCommunicatorMsg::buildListFromString: it must not crash, and what it returns
 // must hold what the format promises. Text free of frame words also goes through a round trip.
-#include <RZCore/RZCommunicatorFrame_p.h>
-#include <RZCore/RZCommunicatorMsg.h>
+#include <RZCore/ipc/RZCommunicatorFrame_p.h>
+#include <RZCore/ipc/RZCommunicatorMsg.h>
 
 #include <cstddef>
 #include <cstdint>

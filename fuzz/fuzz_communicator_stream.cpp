@@ -3,8 +3,8 @@
 // buffer takes every client's reads alike). Each chunk is one read, decoded on its own.
 //
 // Input: a sequence of [length byte][that many bytes].
-#include <RZCore/RZCommunicatorFrame_p.h>
-#include <RZCore/RZCommunicatorMsg.h>
+#include <RZCore/ipc/RZCommunicatorFrame_p.h>
+#include <RZCore/ipc/RZCommunicatorMsg.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include <RZCore/events/RZColdLoading.h>
 
 #include <RZCore/events/RZCustomEvents.h>
-#include <RZCore/RZHappensBefore_p.h>
+#include <RZCore/util/RZHappensBefore_p.h>
 
 #include <QThread>
 

@@ -1,6 +1,6 @@
 #include <RZCore/events/RZCustomEvent.h>
 
-#include <RZCore/RZHappensBefore_p.h>
+#include <RZCore/util/RZHappensBefore_p.h>
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/platform/RZPlatform.h>
 

@@ -34,7 +34,7 @@
 //     };
 
 #include <RZCore/RZCoreExport.h>
-#include <RZCore/RZSingleton.h>
+#include <RZCore/app/RZSingleton.h>
 
 #include <QObject>
 

@@ -3,7 +3,7 @@
 // The manager has no lock; it belongs to one thread, in practice the main one.
 
 #include <RZCore/RZCoreExport.h>
-#include <RZCore/RZSingleton.h>
+#include <RZCore/app/RZSingleton.h>
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #include <RZCore/log/RZDebuger.h>
 
-#include <RZCore/RZHappensBefore_p.h>
+#include <RZCore/util/RZHappensBefore_p.h>
 
 #include <QMutexLocker>
 #include <QTimer>

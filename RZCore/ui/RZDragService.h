@@ -5,7 +5,7 @@
 // User-interface thread only.
 
 #include <RZCore/RZCoreExport.h>
-#include <RZCore/RZSingleton.h>
+#include <RZCore/app/RZSingleton.h>
 
 #include <QMap>
 #include <QPixmap>

@@ -4,7 +4,7 @@
 // (a menu item, a button): visible, enabled and executable unless a callback vetoes it.
 
 #include <RZCore/RZCoreExport.h>
-#include <RZCore/RZObject.h>
+#include <RZCore/app/RZObject.h>
 
 #include <QObject>
 #include <QString>

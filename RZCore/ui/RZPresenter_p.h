@@ -1,7 +1,7 @@
 #pragma once
 // State of presenters. Not installed.
 
-#include <RZCore/RZObject.h>
+#include <RZCore/app/RZObject.h>
 #include <RZCore/ui/RZPresenter.h>
 
 class RZPresenterPrivate

@@ -11,7 +11,7 @@
 // list when destroyed: call removeView first. Everything belongs to the user-interface thread.
 
 #include <RZCore/RZCoreExport.h>
-#include <RZCore/RZSingleton.h>
+#include <RZCore/app/RZSingleton.h>
 
 #include <memory>
 

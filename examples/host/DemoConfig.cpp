@@ -1,7 +1,7 @@
 #include "DemoHost.h"
 
-#include <RZCore/RZAppInfo.h>
-#include <RZCore/RZConfig.h>
+#include <RZCore/app/RZAppInfo.h>
+#include <RZCore/config/RZConfig.h>
 
 #include <QDateTime>
 #include <QFile>

@@ -1,8 +1,8 @@
 #include "DemoHost.h"
 
-#include <RZCore/RZDir.h>
-#include <RZCore/RZFile.h>
-#include <RZCore/ZipOperate.h>
+#include <RZCore/files/RZDir.h>
+#include <RZCore/files/RZFile.h>
+#include <RZCore/files/ZipOperate.h>
 
 #include <QDir>
 #include <QFile>

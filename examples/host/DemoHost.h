@@ -2,7 +2,7 @@
 // rzcore-demo: a real host of the library. Each family of the library shows itself in one section,
 // a function declared here and defined in its own Demo<Family>.cpp.
 
-#include <RZCore/RZApplication.h>
+#include <RZCore/app/RZApplication.h>
 
 #include <QString>
 #include <QTemporaryDir>

@@ -2,7 +2,7 @@
 // communicator, and stops it.
 #include "DemoHost.h"
 
-#include <RZCore/RZCommunicator.h>
+#include <RZCore/ipc/RZCommunicator.h>
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

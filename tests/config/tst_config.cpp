@@ -5,10 +5,10 @@
 #include "ConfigTestSupport.h"
 #include "RZTestLogSink.h"
 
-#include <RZCore/RZAppInfo.h>
-#include <RZCore/RZCBSUrlReader.h>
-#include <RZCore/RZConfig.h>
-#include <RZCore/RZRegistryInfo.h>
+#include <RZCore/app/RZAppInfo.h>
+#include <RZCore/config/RZCBSUrlReader.h>
+#include <RZCore/config/RZConfig.h>
+#include <RZCore/config/RZRegistryInfo.h>
 #include <RZCore/platform/RZPlatform.h>
 
 #include <QFileSystemWatcher>

@@ -1,8 +1,8 @@
 #include "RZFileTestUtils.h"
 
-#include <RZCore/RZAppInfo.h>
-#include <RZCore/RZDir.h>
-#include <RZCore/RZFile.h>
+#include <RZCore/app/RZAppInfo.h>
+#include <RZCore/files/RZDir.h>
+#include <RZCore/files/RZFile.h>
 
 #include <QCryptographicHash>
 #include <QStandardPaths>

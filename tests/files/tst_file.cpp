@@ -1,8 +1,8 @@
 #include "RZFileTestUtils.h"
 
-#include <RZCore/RZDir.h>
-#include <RZCore/RZFile.h>
-#include <RZCore/RZUtility.h>
+#include <RZCore/files/RZDir.h>
+#include <RZCore/files/RZFile.h>
+#include <RZCore/util/RZUtility.h>
 #include <RZTestLogSink.h>
 
 #include <QCryptographicHash>

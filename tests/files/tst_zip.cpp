@@ -1,6 +1,6 @@
 #include "RZFileTestUtils.h"
 
-#include <RZCore/ZipOperate.h>
+#include <RZCore/files/ZipOperate.h>
 #include <RZTestLogSink.h>
 
 #include <QJsonArray>

@@ -1,6 +1,6 @@
 // Prints what RZApplication::extractStartupArgs finds on its own command line, one
 // "key<TAB>value" line per entry, so that a test can start it with real arguments.
-#include <RZCore/RZApplication.h>
+#include <RZCore/app/RZApplication.h>
 
 #include <cstdio>
 

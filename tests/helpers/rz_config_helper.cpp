@@ -12,8 +12,8 @@
 // "@ready" comes first, once the store is built. Log lines of the library are on standard output
 // too and do not start with "@".
 
-#include <RZCore/RZAppInfo.h>
-#include <RZCore/RZConfig.h>
+#include <RZCore/app/RZAppInfo.h>
+#include <RZCore/config/RZConfig.h>
 
 #include <QCoreApplication>
 #include <QStandardPaths>

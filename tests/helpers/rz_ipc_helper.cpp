@@ -7,7 +7,7 @@
 //   rz_ipc_helper crash                        aborts at once
 //
 // A client gives up after a bounded time (exit code 3), so that a failed test leaves nothing behind.
-#include <RZCore/RZCommunicator.h>
+#include <RZCore/ipc/RZCommunicator.h>
 
 #include <QCoreApplication>
 #include <QLocalSocket>

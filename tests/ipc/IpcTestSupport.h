@@ -2,7 +2,7 @@
 // Shared pieces of the communicator tests: per-run socket names, the helper program, and the messages
 // a spy caught.
 
-#include <RZCore/RZCommunicatorMsg.h>
+#include <RZCore/ipc/RZCommunicatorMsg.h>
 
 #include <QFileInfo>
 #include <QSignalSpy>

@@ -2,8 +2,8 @@
 // names, beats, bad input); and the server against real helper processes it starts and stops.
 #include "IpcTestSupport.h"
 
-#include <RZCore/RZCommunicatorClient.h>
-#include <RZCore/RZCommunicatorServer.h>
+#include <RZCore/ipc/RZCommunicatorClient.h>
+#include <RZCore/ipc/RZCommunicatorServer.h>
 
 #include <QCoreApplication>
 #include <QDir>

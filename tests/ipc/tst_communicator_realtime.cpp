@@ -3,8 +3,8 @@
 // twenty helpers.
 #include "IpcTestSupport.h"
 
-#include <RZCore/RZCommunicatorClient.h>
-#include <RZCore/RZCommunicatorServer.h>
+#include <RZCore/ipc/RZCommunicatorClient.h>
+#include <RZCore/ipc/RZCommunicatorServer.h>
 
 #include <QCoreApplication>
 #include <QProcess>

@@ -1,0 +1,344 @@
+#include <RZCore/ipc/RZCommunicatorServer.h>
+
+#include "RZCommunicatorFrame_p.h"
+#include "RZCommunicatorServer_p.h"
+
+#include <RZCore/ipc/RZCommunicatorMsg.h>
+#include <RZCore/ipc/RZProcess.h>
+#include <RZCore/log/RZBaseLog.h>
+
+#include <QFile>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QMutexLocker>
+#include <QThread>
+
+namespace {
+
+// A send to one helper waits a little for the bytes to leave; a broadcast from another thread waits
+// much longer per socket, because it is the last message some helpers will get.
+constexpr int kSendWaitMs = 3000;
+constexpr int kBroadcastWaitMs = 30000;
+
+RZCommunicatorServer* g_pInstance = nullptr;
+
+bool onCallingThread(const QLocalSocket* pSocket)
+{
+    return pSocket->thread() == QThread::currentThread();
+}
+
+} // namespace
+
+// ---- SocketMapWrapper -----------------------------------------------------------------------------
+
+bool SocketMapWrapper::SendAndFlushData(const QString& strPath, const QString& strText)
+{
+    QMutexLocker oLocker(&m_oMutex);
+    QLocalSocket* pSocket = nullptr;
+    bool bFound = false;
+    for (auto it = m_mapSockets.cbegin(); it != m_mapSockets.cend(); ++it) {
+        if (it.value() == strPath) {
+            pSocket = it.key();
+            bFound = true;
+            break;
+        }
+    }
+    if (!bFound || !pSocket || !pSocket->isValid())
+        return false;
+
+    if (pSocket->write(strText.toUtf8()) < 0) {
+        RZLOG_ERROR("socket write error,%s,cmd %s", qUtf8Printable(strPath), qUtf8Printable(strText));
+        return true;
+    }
+    if (onCallingThread(pSocket))
+        pSocket->flush();
+    else
+        pSocket->waitForBytesWritten(kSendWaitMs);
+    return true;
+}
+
+void SocketMapWrapper::BroadcastAndFlushData(const QString& strText)
+{
+    QMutexLocker oLocker(&m_oMutex);
+    RZLOG_INFO("BroadcastAndFlushData %s", qUtf8Printable(strText));
+    if (m_mapSockets.isEmpty())
+        RZLOG_WARN("m_pSocketMap is empty,send will do nothing");
+    const QByteArray oBytes = strText.toUtf8();
+    // A write or flush can find the peer gone and report the disconnection at once, which removes
+    // the socket from the map: walk a copy.
+    const QList<QLocalSocket*> lstSockets = m_mapSockets.keys();
+    for (QLocalSocket* pSocket : lstSockets) {
+        if (!pSocket || !m_mapSockets.contains(pSocket) || !pSocket->isValid())
+            continue;
+        pSocket->write(oBytes);
+        if (onCallingThread(pSocket)) {
+            RZLOG_INFO("socket flush");
+            pSocket->flush();
+        } else {
+            RZLOG_INFO("socket waitForBytesWritten");
+            pSocket->waitForBytesWritten(kBroadcastWaitMs);
+        }
+    }
+}
+
+void SocketMapWrapper::flushData()
+{
+    QMutexLocker oLocker(&m_oMutex);
+    RZLOG_INFO("flushData");
+    if (m_mapSockets.isEmpty()) {
+        RZLOG_WARN("m_pSocketMap is empty");
+        return;
+    }
+    const QList<QLocalSocket*> lstSockets = m_mapSockets.keys(); // see BroadcastAndFlushData
+    for (QLocalSocket* pSocket : lstSockets) {
+        if (!pSocket || !m_mapSockets.contains(pSocket) || !pSocket->isValid() || !onCallingThread(pSocket))
+            continue;
+        RZLOG_INFO("socket flush");
+        pSocket->flush();
+    }
+}
+
+bool SocketMapWrapper::contains(QLocalSocket* pSocket) const
+{
+    QMutexLocker oLocker(&m_oMutex);
+    return m_mapSockets.contains(pSocket);
+}
+
+void SocketMapWrapper::insert(QLocalSocket* pSocket, const QString& strPath)
+{
+    QMutexLocker oLocker(&m_oMutex);
+    m_mapSockets.insert(pSocket, strPath);
+}
+
+QString SocketMapWrapper::value(QLocalSocket* pSocket) const
+{
+    QMutexLocker oLocker(&m_oMutex);
+    return m_mapSockets.value(pSocket);
+}
+
+void SocketMapWrapper::remove(QLocalSocket* pSocket)
+{
+    QMutexLocker oLocker(&m_oMutex);
+    m_mapSockets.remove(pSocket);
+}
+
+QList<QLocalSocket*> SocketMapWrapper::keys() const
+{
+    QMutexLocker oLocker(&m_oMutex);
+    return m_mapSockets.keys();
+}
+
+QList<QString> SocketMapWrapper::values() const
+{
+    QMutexLocker oLocker(&m_oMutex);
+    return m_mapSockets.values();
+}
+
+bool SocketMapWrapper::hasValue(const QString& strPath) const
+{
+    QMutexLocker oLocker(&m_oMutex);
+    for (const QString& strValue : m_mapSockets)
+        if (strValue == strPath)
+            return true;
+    return false;
+}
+
+// ---- RZCommunicatorServer -------------------------------------------------------------------------
+
+RZCommunicatorServer* RZCommunicatorServer::GetInstance()
+{
+    if (!g_pInstance)
+        g_pInstance = new RZCommunicatorServer();
+    return g_pInstance;
+}
+
+void RZCommunicatorServer::Release()
+{
+    RZCommunicatorServer* pInstance = g_pInstance;
+    g_pInstance = nullptr;
+    delete pInstance;
+}
+
+RZCommunicatorServer::RZCommunicatorServer()
+    : m_pSocketMap(QSharedPointer<SocketMapWrapper>::create()), m_pServer(new QLocalServer(this))
+{
+    // Helpers may run under another account.
+    m_pServer->setSocketOptions(QLocalServer::WorldAccessOption);
+    connect(m_pServer, &QLocalServer::newConnection, this, &RZCommunicatorServer::OnNewConnection,
+            Qt::UniqueConnection);
+}
+
+RZCommunicatorServer::~RZCommunicatorServer()
+{
+    m_pSocketMap->flushData();
+    m_pServer->close();
+    // The process objects die with this object; their last reports must not reach a half-destroyed
+    // server. Whether a helper survives is up to its RZProcess (see RZProcess::detached).
+    for (RZProcess* pProcess : qAsConst(m_mapProcess))
+        disconnect(pProcess, nullptr, this, nullptr);
+}
+
+void RZCommunicatorServer::Listen(QString strName)
+{
+    QLocalServer::removeServer(strName);
+    if (m_pServer->isListening())
+        m_pServer->close();
+    m_pServer->listen(strName);
+    RZLOG_INFO("severName:%s,err:%s", qUtf8Printable(strName), qUtf8Printable(m_pServer->errorString()));
+}
+
+void RZCommunicatorServer::OnNewConnection()
+{
+    QLocalSocket* pSocket = m_pServer->nextPendingConnection();
+    if (!pSocket)
+        return;
+    if (!m_pSocketMap->contains(pSocket)) {
+        pSocket->write("next", 4);
+        m_pSocketMap->insert(pSocket, QString());
+        RZLOG_INFO("insert new cleint socket.");
+    }
+    connect(pSocket, &QLocalSocket::disconnected, this, &RZCommunicatorServer::OnDisconnect,
+            Qt::UniqueConnection);
+    connect(pSocket, &QLocalSocket::readyRead, this, &RZCommunicatorServer::OnRecvMsg, Qt::UniqueConnection);
+}
+
+void RZCommunicatorServer::OnRecvMsg()
+{
+    // Blocked reads are not re-armed: the bytes wait on the socket for the next readyRead.
+    if (m_bBlocked)
+        return;
+    auto* pSocket = qobject_cast<QLocalSocket*>(sender());
+    if (!pSocket)
+        return;
+    QString strText;
+    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, QString::fromUtf8(pSocket->readAll()), strText) ==
+        RZCommunicatorFrame::ReadOutcome::Buffered)
+        return;
+    UpdateLocalSocketProcess(pSocket, strText);
+    emit sigReceveMsgFrom(strText);
+}
+
+void RZCommunicatorServer::UpdateLocalSocketProcess(QLocalSocket* pSocket, QString strText)
+{
+    QString strPath;
+    if (!RZCommunicatorFrame::findClientName(strText, strPath)) {
+        if (strText.contains(RZCommunicatorFrame::kBeat) && m_pSocketMap->contains(pSocket))
+            emit sigPingPong(m_pSocketMap->value(pSocket));
+        return;
+    }
+    if (m_pSocketMap->contains(pSocket))
+        m_pSocketMap->insert(pSocket, strPath);
+}
+
+void RZCommunicatorServer::OnDisconnect()
+{
+    auto* pSocket = qobject_cast<QLocalSocket*>(sender());
+    if (!pSocket)
+        return;
+    const QString strPath = m_pSocketMap->value(pSocket);
+    {
+        QMutexLocker oLocker(&m_pSocketMap->lock());
+        m_pSocketMap->remove(pSocket);
+        pSocket->deleteLater();
+    }
+    RZLOG_INFO("sigClientErr: %s", qUtf8Printable(strPath));
+    emit sigClientErr(strPath);
+}
+
+bool RZCommunicatorServer::SendMsgToProcess(QString strCommand, QStringList lstContents, QString strPath,
+                                            bool bBroadcastOnFail)
+{
+    const RZCommunicatorMsg oMsg(strCommand, lstContents);
+    strPath = RZCommunicatorFrame::normalizedPath(strPath);
+    if (!strPath.isEmpty() && m_pSocketMap->hasValue(strPath)) {
+        if (m_pSocketMap->SendAndFlushData(strPath, oMsg.toString()))
+            return true;
+    } else {
+        RZLOG_ERROR("SendMsgToProcess error,process path %s", qUtf8Printable(strPath));
+    }
+    if (bBroadcastOnFail)
+        m_pSocketMap->BroadcastAndFlushData(oMsg.toString());
+    return true;
+}
+
+void RZCommunicatorServer::blockServer(bool bBlock)
+{
+    m_bBlocked = bBlock;
+}
+
+bool RZCommunicatorServer::IsProcessExits(QString strPath)
+{
+    return m_mapProcess.contains(strPath);
+}
+
+bool RZCommunicatorServer::IsProcessStarted(QString strPath)
+{
+    RZProcess* pProcess = m_mapProcess.value(strPath);
+    return pProcess && pProcess->state() == QProcess::Running;
+}
+
+bool RZCommunicatorServer::isSocketProcessExists(const QString& strPath) const
+{
+    const QString strNormalized = RZCommunicatorFrame::normalizedPath(strPath);
+    return !strNormalized.isEmpty() && m_pSocketMap->hasValue(strNormalized);
+}
+
+void RZCommunicatorServer::StartProcess(QString strPath, QStringList lstArgs, bool bStart, bool bDetach)
+{
+    RZLOG_INFO("Process: %s, arg: %s, bStart: %d, bDetach: %d", qUtf8Printable(strPath),
+               qUtf8Printable(lstArgs.join(QLatin1Char(','))), int(bStart), int(bDetach));
+    if (!m_mapProcess.contains(strPath) && bStart)
+        AddProcess(strPath);
+
+    RZProcess* pProcess = m_mapProcess.value(strPath);
+    if (!pProcess || !QFile::exists(strPath))
+        return;
+
+    if (!bStart) {
+        pProcess->close();
+        m_mapProcess.remove(strPath);
+        pProcess->deleteLater();
+        return;
+    }
+    if (pProcess->state() == QProcess::Running)
+        return;
+    if (!lstArgs.isEmpty())
+        pProcess->setArguments(lstArgs);
+    pProcess->start(QIODevice::ReadWrite);
+    // Recorded after the start: the flag tells how the process was started, it does not shape it.
+    pProcess->detached(bDetach);
+}
+
+void RZCommunicatorServer::AddProcess(QString strPath)
+{
+    if (m_mapProcess.contains(strPath))
+        return;
+    auto* pProcess = new RZProcess(this);
+    m_mapProcess.insert(strPath, pProcess);
+    if (QFile::exists(strPath))
+        pProcess->setProgram(strPath);
+
+    connect(pProcess, &QProcess::started, this,
+            [this, pProcess]() { RZLOG_INFO("Process started: %s", qUtf8Printable(processPath(pProcess))); });
+    connect(pProcess, &QProcess::errorOccurred, this, [this, pProcess](QProcess::ProcessError eError) {
+        const QString strFound = processPath(pProcess);
+        RZLOG_INFO("Process started failed: %s, error code: %d", qUtf8Printable(strFound), int(eError));
+        emit sigStartFailed(strFound, int(eError));
+        // Any error of the process's life ends its entry, a crash as much as a failed start.
+        if (m_mapProcess.value(strFound) == pProcess)
+            m_mapProcess.remove(strFound);
+        pProcess->deleteLater();
+    });
+}
+
+QString RZCommunicatorServer::processPath(const QObject* pProcess) const
+{
+    for (auto it = m_mapProcess.cbegin(); it != m_mapProcess.cend(); ++it)
+        if (it.value() == pProcess)
+            return it.key();
+    return QString();
+}
+
+void RZCommunicatorServer::OnClientExit(int /*nExitCode*/, QProcess::ExitStatus /*eStatus*/) {}
+
+void RZCommunicatorServer::OnClientErr(QProcess::ProcessError /*eError*/) {}
