@@ -42,15 +42,19 @@ public:
             number += m_oServer.readAllStandardOutput();
         }
         m_strDisplay = QLatin1Char(':') + QString::fromLatin1(number.trimmed());
-        if (!dpi.isEmpty()) {
-            QProcess xrdb;
-            xrdb.setProcessEnvironment(environment());
-            xrdb.start(QStringLiteral("xrdb"), {QStringLiteral("-nocpp"), QStringLiteral("-merge"), QStringLiteral("-")});
-            xrdb.write(QStringLiteral("Xft.dpi:\t%1\n").arg(dpi).toLatin1());
-            xrdb.closeWriteChannel();
-            if (!xrdb.waitForFinished(20000) || xrdb.exitStatus() != QProcess::NormalExit || xrdb.exitCode() != 0)
-                return fail(QStringLiteral("xrdb failed: ") + QString::fromLocal8Bit(xrdb.readAllStandardError()));
-        }
+        return dpi.isEmpty() || mergeResources(QStringLiteral("Xft.dpi:\t%1\n").arg(dpi));
+    }
+
+    // Adds resource lines ("name:\tvalue\n") to the root window's RESOURCE_MANAGER property.
+    bool mergeResources(const QString& lines)
+    {
+        QProcess xrdb;
+        xrdb.setProcessEnvironment(environment());
+        xrdb.start(QStringLiteral("xrdb"), {QStringLiteral("-nocpp"), QStringLiteral("-merge"), QStringLiteral("-")});
+        xrdb.write(lines.toLatin1());
+        xrdb.closeWriteChannel();
+        if (!xrdb.waitForFinished(20000) || xrdb.exitStatus() != QProcess::NormalExit || xrdb.exitCode() != 0)
+            return fail(QStringLiteral("xrdb failed: ") + QString::fromLocal8Bit(xrdb.readAllStandardError()));
         return true;
     }
 
