@@ -30,7 +30,8 @@ class RZCORE_EXPORT RZLocale : public QObject, public RZSingleton<RZLocale>
     friend class RZSingleton<RZLocale>;
 
 public:
-    enum RZLanguageType {
+    // A fixed underlying type: any int is a valid value, and the unknown ones fall back to English.
+    enum RZLanguageType : int {
         English = 1,
         German = 2,
         Spanish = 3,

@@ -21,7 +21,7 @@ class RZCORE_EXPORT RZScreen : public RZSingleton<RZScreen>
 public:
     // A class of screen by its pixel area; higher is larger, but for 0 (unknown). Each class ends
     // below the area of the resolution in its name. 12 is never produced.
-    enum ScreenResolutionType {
+    enum ScreenResolutionType : int {
         ScreenUnknown = 0,
         ScreenBelow800x600 = 1, // from 250001 pixels: a smaller area counts as class 2
         ScreenBelow1280x600 = 2,
@@ -42,7 +42,7 @@ public:
     };
 
     // The fraction of a device pixel ratio, to two places.
-    enum RZPixelRatioType {
+    enum RZPixelRatioType : int {
         PixelRatio00 = 0,
         PixelRatio25 = 1,
         PixelRatio50 = 2,

@@ -53,7 +53,7 @@ private slots:
 void TestHighDpi::startUp_data()
 {
     QTest::addColumn<QSize>("screen");
-    QTest::addColumn<QString>("dpi");         // "Xft.dpi", empty: not set
+    QTest::addColumn<QString>("dpi");         // "Xft.dpi", empty: not set; with a colon: resource lines
     QTest::addColumn<double>("systemRatio");
     QTest::addColumn<int>("policy");
     QTest::addColumn<double>("appRatio");     // what Qt made of it; 0: not checked
@@ -68,6 +68,8 @@ void TestHighDpi::startUp_data()
     QTest::newRow("4K no Xft.dpi") << uhd << "" << 1.0 << kPassThrough << 0.0 << -1;
     QTest::newRow("4K 139.2 dpi: 1.45 rounds") << uhd << "139.2" << 1.45 << kRound << 0.0 << -1;
     QTest::newRow("4K 124.8 dpi: 1.3 passes") << uhd << "124.8" << 1.3 << kPassThrough << 0.0 << -1;
+    // Matched as X clients match resources; Qt itself reads only a literal "Xft.dpi".
+    QTest::newRow("4K *dpi 144") << uhd << "Xft.antialias:\t1\n*dpi:\t144\n" << 1.5 << kRound << 0.0 << -1;
     QTest::newRow("1440p 144 dpi: only 4K rounds") << QSize(2560, 1440) << "144" << 1.5 << kPassThrough << 1.5 << 2;
     QTest::newRow("4K portrait 144 dpi") << QSize(2160, 3840) << "144" << 1.5 << kPassThrough << 1.5 << 2;
 }
@@ -83,7 +85,10 @@ void TestHighDpi::startUp()
     if (!RZXvfb::available())
         QSKIP("Xvfb and xrdb are not installed (scripts/setup installs them)");
     RZXvfb server;
-    QVERIFY2(server.start(screen, dpi), qPrintable(server.error()));
+    const bool lines = dpi.contains(QLatin1Char(':'));
+    QVERIFY2(server.start(screen, lines ? QString() : dpi), qPrintable(server.error()));
+    if (lines)
+        QVERIFY2(server.mergeResources(dpi), qPrintable(server.error()));
 
     const HelperRun run = runHelper(server.environment(), 1);
     QVERIFY2(!run.values.isEmpty(), qPrintable(run.output));

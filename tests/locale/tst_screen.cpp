@@ -1,7 +1,6 @@
-// Screen classes, pixel-ratio types and widget sizes on the offscreen platform (one 800x600 screen),
-// and the system queries against a real Xvfb named by DISPLAY in this process.
+// Screen classes, pixel-ratio types and widget sizes on the offscreen platform (one 800x600 screen).
+// The system queries run against real X servers in tests/app/tst_highdpi.
 #include "RZTestLogSink.h"
-#include "RZXvfb.h"
 
 #include <RZCore/locale/RZScreen.h>
 
@@ -28,7 +27,6 @@ private slots:
     void widgetSuitableSize();
     void screenAt_data();
     void screenAt();
-    void systemDisplay();
 };
 
 void TestScreen::screenRangeType_data()
@@ -182,30 +180,6 @@ void TestScreen::screenAt()
         QCOMPARE(records[0].level, RZBaseLog::LogLevel::warn);
         QCOMPARE(QString::fromStdString(records[0].message), line);
     }
-}
-
-// The system's view comes from the X server DISPLAY names at the moment of the call, not from Qt's
-// platform (offscreen here): asked afresh, never cached.
-void TestScreen::systemDisplay()
-{
-    if (!RZXvfb::available())
-        QSKIP("Xvfb and xrdb are not installed (scripts/setup installs them)");
-    const QByteArray oldDisplay = qgetenv("DISPLAY");
-    RZScreen* screen = RZScreen::instance();
-    RZXvfb first;
-    RZXvfb second;
-    QVERIFY2(first.start(QSize(1920, 1080), QStringLiteral("120")), qPrintable(first.error()));
-    QVERIFY2(second.start(QSize(1280, 1024)), qPrintable(second.error()));
-    QVERIFY2(second.mergeResources(QStringLiteral("Xft.antialias:\t1\n*dpi:\t192\n")), qPrintable(second.error()));
-
-    qputenv("DISPLAY", first.display().toLatin1());
-    QCOMPARE(screen->getScreenResolutionForSystem(), QSize(1920, 1080));
-    QCOMPARE(screen->devicePixelRatioForSystem(), 1.25);
-    // A wildcard resource applies to Xft.dpi as it does for any X client.
-    qputenv("DISPLAY", second.display().toLatin1());
-    QCOMPARE(screen->getScreenResolutionForSystem(), QSize(1280, 1024));
-    QCOMPARE(screen->devicePixelRatioForSystem(), 2.0);
-    qputenv("DISPLAY", oldDisplay);
 }
 
 QTEST_MAIN(TestScreen)
