@@ -108,8 +108,7 @@ public:
     void loadFontFile(int type);
     void resetFont(const QStringList& families);
     bool ensureIniFile() const;
-    void removeTranslators(int type);
-    void installTranslators(int type);
+    void switchTranslators(int type, bool install);
     void persist(int type);
 
     RZLocale* const q;
@@ -189,22 +188,18 @@ bool RZLocalePrivate::ensureIniFile() const
     return true;
 }
 
-void RZLocalePrivate::removeTranslators(int type)
+// Qt's translator first, then the application's.
+void RZLocalePrivate::switchTranslators(int type, bool install)
 {
     const TranslatorPair pair = m_oTranslators.value(type);
-    if (pair.first)
-        QCoreApplication::removeTranslator(pair.first.data());
-    if (pair.second)
-        QCoreApplication::removeTranslator(pair.second.data());
-}
-
-void RZLocalePrivate::installTranslators(int type)
-{
-    const TranslatorPair pair = m_oTranslators.value(type);
-    if (pair.first)
-        QCoreApplication::installTranslator(pair.first.data());
-    if (pair.second)
-        QCoreApplication::installTranslator(pair.second.data());
+    for (QTranslator* translator : {pair.first.data(), pair.second.data()}) {
+        if (!translator)
+            continue;
+        if (install)
+            QCoreApplication::installTranslator(translator);
+        else
+            QCoreApplication::removeTranslator(translator);
+    }
 }
 
 void RZLocalePrivate::persist(int type)
@@ -296,7 +291,7 @@ void RZLocale::setLanguageType(RZLanguageType type) const
     if (d->m_bApplied && type == d->m_nType)
         return;
     const int previous = d->m_nType;
-    d->removeTranslators(previous);
+    d->switchTranslators(previous, false);
     d->m_nType = type;
     // No font change between two languages of the same families and font file (two Indian
     // languages, two Western ones).
@@ -304,7 +299,7 @@ void RZLocale::setLanguageType(RZLanguageType type) const
                           && fontFileName(type) == fontFileName(previous);
     if (!sameFont)
         d->resetFont(d->familyList(type));
-    d->installTranslators(type);
+    d->switchTranslators(type, true);
     d->persist(type);
     emit const_cast<RZLocale*>(this)->sigLanguageTypeChanged(type);
     QGuiApplication::setLayoutDirection(type == Arabic ? Qt::RightToLeft : Qt::LeftToRight);
