@@ -9,6 +9,7 @@
 #include <RZCore/app/RZAppInfo.h>
 #include <RZCore/app/RZApplication.h>
 #include <RZCore/app/RZObject.h>
+#include <RZCore/app/RZSingleApplication.h>
 #include <RZCore/app/RZSingleton.h>
 
 // configuration
@@ -49,3 +50,6 @@
 #include <RZCore/events/RZCustomEvents.h>
 #include <RZCore/events/RZElapsedTimerManager.h>
 #include <RZCore/log/RZDebuger.h>
+// locale and display
+#include <RZCore/locale/RZLocale.h>
+#include <RZCore/locale/RZScreen.h>

@@ -61,3 +61,43 @@ function(rzcore_target_pch target)
       <string> <vector> <memory> <functional> <mutex> <atomic>)
   endif()
 endfunction()
+
+# rzcore_add_translations(<target> DIR <folder> [TS <files...>] [QT_LANGUAGES <codes...>])
+# Puts the translation files an RZLocale host reads into <folder> (normally "Lang" beside the
+# executable) when <target> is built: <name>.qm from each <name>.ts through lrelease, and Qt's own
+# qt_<code>.qm with the catalogues it pulls in (qtbase_<code>.qm, ...) for each code the system has.
+function(rzcore_add_translations target)
+  cmake_parse_arguments(ARG "" "DIR" "TS;QT_LANGUAGES" ${ARGN})
+  get_target_property(_qmake Qt5::qmake IMPORTED_LOCATION)
+  get_filename_component(_qt_bin "${_qmake}" DIRECTORY)
+  find_program(RZCORE_LRELEASE NAMES lrelease lrelease-qt5 HINTS "${_qt_bin}")
+  if(ARG_TS AND NOT RZCORE_LRELEASE)
+    message(FATAL_ERROR "lrelease not found (Debian: qttools5-dev-tools)")
+  endif()
+  execute_process(COMMAND "${_qmake}" -query QT_INSTALL_TRANSLATIONS
+    OUTPUT_VARIABLE _qt_translations OUTPUT_STRIP_TRAILING_WHITESPACE)
+  set(_outputs)
+  foreach(_ts IN LISTS ARG_TS)
+    get_filename_component(_name "${_ts}" NAME_WE)
+    get_filename_component(_source "${_ts}" ABSOLUTE)
+    add_custom_command(OUTPUT "${ARG_DIR}/${_name}.qm"
+      COMMAND "${CMAKE_COMMAND}" -E make_directory "${ARG_DIR}"
+      COMMAND "${RZCORE_LRELEASE}" -silent "${_source}" -qm "${ARG_DIR}/${_name}.qm"
+      DEPENDS "${_source}" VERBATIM)
+    list(APPEND _outputs "${ARG_DIR}/${_name}.qm")
+  endforeach()
+  foreach(_code IN LISTS ARG_QT_LANGUAGES)
+    file(GLOB _qt_files "${_qt_translations}/qt_${_code}.qm" "${_qt_translations}/qtbase_${_code}.qm"
+      "${_qt_translations}/qtscript_${_code}.qm" "${_qt_translations}/qtmultimedia_${_code}.qm"
+      "${_qt_translations}/qtxmlpatterns_${_code}.qm")
+    foreach(_file IN LISTS _qt_files)
+      get_filename_component(_name "${_file}" NAME)
+      add_custom_command(OUTPUT "${ARG_DIR}/${_name}"
+        COMMAND "${CMAKE_COMMAND}" -E copy_if_different "${_file}" "${ARG_DIR}/${_name}"
+        DEPENDS "${_file}" VERBATIM)
+      list(APPEND _outputs "${ARG_DIR}/${_name}")
+    endforeach()
+  endforeach()
+  add_custom_target(${target}_translations DEPENDS ${_outputs})
+  add_dependencies(${target} ${target}_translations)
+endfunction()

@@ -103,4 +103,48 @@ RZCORE_EXPORT void writeToHandle(void* handle, const char* data, std::size_t siz
 RZCORE_EXPORT void writeConsoleColoured(void* handle, const char* data, std::size_t size, std::size_t spanBegin,
                                         std::size_t spanEnd, std::uint16_t attribute);
 
+// ---- display, DPI awareness, single instance (screen, high-DPI start-up, single application) -----
+
+// What the operating system says about the desktop, asked with no QGuiApplication in the process.
+// Windows: GetDeviceCaps(DESKTOPHORZRES, DESKTOPVERTRES) on the desktop window's device context
+// (taken and, as the product always did, not released), the ratio DESKTOPHORZRES / SM_CXSCREEN.
+// POSIX: the X display named by DISPLAY, through libX11 loaded at run time so that the library
+// needs no X: the default screen's size in pixels, and the ratio "Xft.dpi" / 96 from the root
+// window's resources (1.0 when the resource is not set). Without a display: not available, an empty
+// size, ratio 1.0, and `reason` says why.
+struct SystemDisplay
+{
+    bool available = false;
+    int width = 0;
+    int height = 0;
+    double pixelRatio = 1.0;
+    std::string reason; // empty when available
+};
+RZCORE_EXPORT SystemDisplay systemDisplay();
+
+// "SetProcessDpiAwareness" / "GetProcessDpiAwareness" of "Shcore", resolved at run time for the
+// current process. The caller checks the Windows version first. POSIX has no such facility: the
+// functions are never there.
+enum class DpiAwarenessCall { Unresolved, Failed, Succeeded };
+RZCORE_EXPORT DpiAwarenessCall setProcessDpiAwareness(unsigned awareness);
+// Succeeded: *awareness holds the value. Failed: *lastError holds GetLastError().
+RZCORE_EXPORT DpiAwarenessCall getProcessDpiAwareness(int* awareness, std::uint64_t* lastError);
+
+// A name that one process of the user holds at a time, released by the system when the holder ends.
+// Windows: the named mutex (OpenMutexW with MUTEX_ALL_ACCESS; when that fails CreateMutexW, initial
+// owner). POSIX: a non-blocking exclusive flock on a lock file per user and per name, in
+// XDG_RUNTIME_DIR or else in a folder of the user's own under the temp folder ("rzcore-<uid>").
+// Returns the held handle, or null when another process holds the name or on failure. `openCode` is
+// the system's error value right after the open (GetLastError / errno of opening the lock file),
+// `createCode` the one at the end of the attempt (GetLastError / errno of the lock, EWOULDBLOCK when
+// another process holds it). An empty name makes no system call and returns null.
+RZCORE_EXPORT void* acquireInstanceLock(const std::string& utf8Name, std::int64_t* openCode,
+                                        std::int64_t* createCode);
+// A second handle to the same held name (DuplicateHandle / dup): the name stays held until every
+// handle is released. Null for a null handle.
+RZCORE_EXPORT void* duplicateInstanceLock(void* handle);
+RZCORE_EXPORT void releaseInstanceLock(void* handle);
+// Where the name lives: the mutex name, or the lock file's path (empty when no folder is usable).
+RZCORE_EXPORT std::string instanceLockLocation(const std::string& utf8Name);
+
 } // namespace RZPlatform

@@ -5,6 +5,7 @@
 #include <RZCore/app/RZApplication.h>
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 class DemoApplication : public RZApplication
@@ -16,6 +17,7 @@ public:
     // The protected start and quit lists of the application object, run by the host.
     void start() { init(); }
     void stop() { unInit(); }
+    using RZApplication::logScreenInfo;
 };
 
 struct DemoContext
@@ -38,3 +40,14 @@ void demoIpc(DemoContext& context);
 int demoIpcHelper(int argc, char** argv);
 void demoEvents(DemoContext& context);
 void demoLogSinks(DemoContext& context);
+
+// The high-DPI start-up, run before the application object is built; what it saw is shown later.
+void demoHighDpiStartUp();
+QString demoPolicyName(Qt::HighDpiScaleFactorRoundingPolicy policy);
+// "name: value" facts about the display, the same in the headless section and in the window.
+QStringList demoDisplayFacts();
+// Points the locale at the run's folders and loads the translators, once.
+void demoPrepareLocale(DemoContext& context);
+void demoLocale(DemoContext& context);
+// The window of --gui / --window; returns when it is closed.
+int demoWindow(DemoContext& context);

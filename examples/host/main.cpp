@@ -1,5 +1,6 @@
 // rzcore-demo: builds an application on RZCore and walks through what the library does.
-// Headless by default (offscreen platform); pass --gui to use the desktop's platform.
+// Headless by default (offscreen platform); --gui uses the desktop's platform and ends with the demo
+// window; --window shows the window alone.
 
 #include "DemoHost.h"
 
@@ -15,10 +16,16 @@ int main(int argc, char** argv)
         return demoIpcHelper(argc, argv);
 
     bool gui = false;
-    for (int i = 1; i < argc; ++i)
-        gui = gui || std::strcmp(argv[i], "--gui") == 0;
+    bool windowOnly = false;
+    for (int i = 1; i < argc; ++i) {
+        windowOnly = windowOnly || std::strcmp(argv[i], "--window") == 0;
+        gui = gui || windowOnly || std::strcmp(argv[i], "--gui") == 0;
+    }
     if (!gui && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    // Before the application object: Qt reads the high-DPI settings when it is built.
+    demoHighDpiStartUp();
 
     RZApplication::getAppStartActions().append(
         [](QApplication*) { demoSay(QStringLiteral("start action of the host ran")); });
@@ -37,18 +44,26 @@ int main(int argc, char** argv)
     for (auto it = startup.cbegin(); it != startup.cend(); ++it)
         demoSay(QStringLiteral("  %1 -> %2").arg(it.key(), it.value()));
 
-    demoLogging(context);
-    demoConfig(context);
-    demoUi(context);
-    demoHsm(context);
-    demoFiles(context);
-    demoIpc(context);
-    demoEvents(context);
-    demoLogSinks(context);
+    int rc = 0;
+    if (windowOnly) {
+        rc = demoWindow(context);
+    } else {
+        demoLogging(context);
+        demoConfig(context);
+        demoUi(context);
+        demoHsm(context);
+        demoFiles(context);
+        demoIpc(context);
+        demoEvents(context);
+        demoLogSinks(context);
+        demoLocale(context);
+        if (gui)
+            rc = demoWindow(context);
+    }
 
     demoSection("shutdown");
     app.stop();
     RZLOG_INFO("rzcore-demo done");
     RZBaseLog::clearAll();
-    return 0;
+    return rc;
 }
