@@ -38,3 +38,6 @@ void demoIpc(DemoContext& context);
 int demoIpcHelper(int argc, char** argv);
 void demoEvents(DemoContext& context);
 void demoLogSinks(DemoContext& context);
+// Writes the "Config.json" the network section uses into the store's folder, before the store is built.
+void demoNetworkPrepareStore(const QString& directory);
+void demoNetwork(DemoContext& context);

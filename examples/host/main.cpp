@@ -45,6 +45,7 @@ int main(int argc, char** argv)
     demoIpc(context);
     demoEvents(context);
     demoLogSinks(context);
+    demoNetwork(context);
 
     demoSection("shutdown");
     app.stop();
