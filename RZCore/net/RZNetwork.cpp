@@ -28,10 +28,10 @@ namespace {
 
 constexpr int kMinimumInterval = 5;
 constexpr int kMinimumDownloadLimit = 3000;
+// What a download may hold in memory before Qt stops reading the socket: the body streams to disk.
+constexpr qint64 kDownloadReadBuffer = 1024 * 1024;
 const char* const kRequestIdProperty = "requestId";
 const char* const kTimeOutProperty = "timeOut";
-const char* const kReceivedProperty = "rzBytesReceived";
-const char* const kTotalProperty = "rzBytesTotal";
 
 QMutex g_oManagerMutex;
 QNetworkAccessManager* g_pManager = nullptr;
@@ -610,14 +610,13 @@ void RZNetwork::watchDownload(QNetworkReply* reply, RZDataIO* dataIO, int ms)
         timeOut->SetDownLoadFileState(true);
         timeOut->Start();
     }
+    // Qt's buffer would otherwise grow without bound whenever the disk is slower than the network.
+    reply->setReadBufferSize(kDownloadReadBuffer);
+    dataIO->m_nReplyBytes = 0;
     mDataIOMap.insert(reply, dataIO);
     connect(reply, &QIODevice::readyRead, this, &RZNetwork::OnReadyRead);
     connect(reply, &QNetworkReply::finished, this, &RZNetwork::OnGetFinished);
     connect(reply, &QNetworkReply::downloadProgress, this, &RZNetwork::DownLoadProgress);
-    connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64 total) {
-        reply->setProperty(kReceivedProperty, received);
-        reply->setProperty(kTotalProperty, total);
-    });
     connectSslLog(reply, this);
     // A reply destroyed unfinished (the manager released under it) ends its download as a failure.
     connect(reply, &QObject::destroyed, this, [this, reply] {
@@ -636,8 +635,11 @@ void RZNetwork::OnReadyRead()
     QNetworkReply* reply = qobject_cast<QNetworkReply*>(sender());
     if (!reply || statusOf(reply) >= 400)
         return;
-    if (RZDataIO* dataIO = mDataIOMap.value(reply))
-        dataIO->Write(reply->read(reply->bytesAvailable()));
+    if (RZDataIO* dataIO = mDataIOMap.value(reply)) {
+        const QByteArray data = reply->read(reply->bytesAvailable());
+        dataIO->m_nReplyBytes += data.size();
+        dataIO->Write(data);
+    }
 }
 
 void RZNetwork::OnGetFinished()
@@ -654,16 +656,20 @@ void RZNetwork::OnGetFinished()
 
     const QString path = dataIO->FileName();
     // Qt reports a connection that ends before the promised length as no error: that is no success.
-    const qint64 total = reply->property(kTotalProperty).toLongLong();
-    const bool truncated = total > 0 && reply->property(kReceivedProperty).toLongLong() < total;
+    // (Qt drops the length of a body it decompresses itself, so a known length is the body's own.)
+    if (status < 400 && reply->bytesAvailable() > 0) {
+        const QByteArray rest = reply->readAll();
+        dataIO->m_nReplyBytes += rest.size();
+        dataIO->Write(rest);
+    }
+    const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
+    const bool truncated = length.isValid() && status < 400 && dataIO->m_nReplyBytes < length.toLongLong();
     if (truncated)
         RZLOG_WARN("%s ended after %lld of %lld bytes", qUtf8Printable(reply->url().toString()),
-                   reply->property(kReceivedProperty).toLongLong(), total);
+                   dataIO->m_nReplyBytes, length.toLongLong());
     if (reply->error() == QNetworkReply::NoError && status < 400 && !truncated) {
         const QVariant target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
         if (target.isNull()) {
-            if (reply->bytesAvailable() > 0)
-                dataIO->Write(reply->readAll());
             dataIO->Close();
             emit HttpGetRequestFinished(dataIO->m_bReplaced, path);
         } else {

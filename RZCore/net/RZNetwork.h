@@ -88,6 +88,7 @@ private:
     bool m_bWriting = false;
     bool m_bWriteFailed = false; // a write or the final flush fell short
     bool m_bReplaced = false; // the last Close() put the file in the target's place
+    qint64 m_nReplyBytes = 0; // body bytes of the current reply (the download's last, after redirects)
 };
 
 // The time limit of one reply; a child of the reply, so it dies with it.
