@@ -43,6 +43,15 @@ public:
 
     QString url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path); }
     QList<Request> requests;
+    // Requests for one path. Counted by path: Qt may send a request again after a reset, and such a
+    // retry can come after its test has ended.
+    int count(const QString& path) const
+    {
+        int total = 0;
+        for (const Request& request : requests)
+            total += QUrl(QString::fromLatin1(request.path)).path() == path ? 1 : 0;
+        return total;
+    }
 
 protected:
     void incomingConnection(qintptr descriptor) override
