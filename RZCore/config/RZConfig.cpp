@@ -167,6 +167,7 @@ RZConfig::RZConfig()
 
 RZConfig::~RZConfig()
 {
+    waitForLocalHtmlTasks(); // each reports to this object
     quit();
     wait(QDeadlineTimer(QDeadlineTimer::Forever));
     // The thread has synced and deleted both settings objects; the lock orders this after it.

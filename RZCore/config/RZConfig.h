@@ -384,6 +384,7 @@ private:
 
     void LoadLocalHtmlConfig();
     void extractLocalHtml(const QString& archive, const QString& directory);
+    void waitForLocalHtmlTasks();
     void InitAppSettings();
     void InitCaddyMsgSetting();
     void checkExceptLockIni(const QString& path);

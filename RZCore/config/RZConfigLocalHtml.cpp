@@ -18,7 +18,9 @@
 #include <QTemporaryDir>
 #include <QThreadPool>
 
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 
 namespace {
 
@@ -26,6 +28,11 @@ namespace {
 constexpr int kDownloadIdleLimitMs = 30000;
 
 const char s_oExtractToken = 0;
+
+// Unpacking tasks in flight: the store waits for them before it goes, since each reports to it.
+std::mutex g_oTasksMutex;
+std::condition_variable g_oTasksDone;
+int g_nTasks = 0;
 
 QString inDirectory(const QString& directory, const char* name)
 {
@@ -130,8 +137,18 @@ void RZConfig::slotExtractLocalHtml(bool /*ok*/, const QString& path)
         RZHappensBefore::received(&s_oExtractToken); // before the captures are read
         extractLocalHtml(path, directory);
     };
+    {
+        std::lock_guard<std::mutex> lock(g_oTasksMutex);
+        ++g_nTasks;
+    }
     RZHappensBefore::handedOver(&s_oExtractToken);
     QThreadPool::globalInstance()->start(std::move(task));
+}
+
+void RZConfig::waitForLocalHtmlTasks()
+{
+    std::unique_lock<std::mutex> lock(g_oTasksMutex);
+    g_oTasksDone.wait(lock, [] { return g_nTasks == 0; });
 }
 
 // Pool thread. The archive is unpacked beside "LocalHtml" and swapped in only once all of it came
@@ -156,4 +173,7 @@ void RZConfig::extractLocalHtml(const QString& archive, const QString& directory
         RZLOG_WARN("local HTML package %s could not be unpacked; %s stays as it was", qUtf8Printable(archive),
                    qUtf8Printable(target));
     QMetaObject::invokeMethod(this, "sigLocalHtmlExtracted", Qt::QueuedConnection, Q_ARG(bool, ok));
+    std::lock_guard<std::mutex> lock(g_oTasksMutex);
+    if (--g_nTasks == 0)
+        g_oTasksDone.notify_all();
 }

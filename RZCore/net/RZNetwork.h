@@ -161,12 +161,13 @@ public:
     // Null when offline.
     QNetworkReply* HttpPostRequest(QNetworkRequest& request, const QString& body, int ms = 0,
                                    bool abortOnTimeout = true);
-    // The reply takes ownership of `multiPart`.
+    // The reply takes ownership of `multiPart` (offline, it is deleted at once). A null one sends an
+    // empty body.
     void HttpPostRequest(const QString& url, QHttpMultiPart* multiPart, int ms = 0);
     // Null when offline. A limit always aborts; the last argument is not used.
     QNetworkReply* HttpPostRequestWithId(QNetworkRequest& request, const QString& body, QString id,
                                          int ms = 0, bool abortOnTimeout = true);
-    // The caller keeps ownership of `multiPart`.
+    // The caller keeps ownership of `multiPart`, and keeps it alive until the request ends.
     QNetworkReply* HttpPostRequestWithId(QNetworkRequest& request, QHttpMultiPart* multiPart, QString id,
                                          int ms = 0, bool abortOnTimeout = true);
 

@@ -6,9 +6,9 @@
 #include <RZCore/net/RZHttpClient.h>
 
 #include <QNetworkReply>
-#include <QThread>
-
+#include <atomic>
 #include <functional>
+#include <thread>
 
 namespace {
 
@@ -44,14 +44,16 @@ Call perform(Kind kind, const QString& url, const QString& path, const QByteArra
 Call onWorker(const std::function<Call()>& work)
 {
     Call call;
-    QThread* thread = QThread::create([&call, &work] { call = work(); });
-    QSignalSpy done(thread, &QThread::finished);
-    thread->start();
-    const bool finished = done.wait(30000);
-    thread->wait();
-    delete thread;
-    if (!finished)
-        call.result = -2;
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        call = work();
+        done = true;
+    });
+    QElapsedTimer clock;
+    clock.start();
+    while (!done && clock.elapsed() < 30000)
+        QTest::qWait(5);
+    worker.join();
     return call;
 }
 
