@@ -23,8 +23,8 @@
 #include <QNetworkReply>
 #include <QTemporaryDir>
 
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 
@@ -75,7 +75,8 @@ void downloadOurs(benchmark::State& state)
         QElapsedTimer clock;
         clock.start();
         const bool ok = downloadThroughRZNetwork(g_pWork->nginx.url(QStringLiteral("/100mb.bin")), target);
-        record(state, QStringLiteral("RZNetwork"), clock.nsecsElapsed() / 1e9, ok && QFileInfo(target).size() == kDownloadBytes);
+        record(state, QStringLiteral("RZNetwork"), clock.nsecsElapsed() / 1e9,
+               ok && QFileInfo(target).size() == kDownloadBytes);
         QFile::remove(target);
     }
     state.SetBytesProcessed(state.iterations() * kDownloadBytes);
@@ -90,7 +91,8 @@ void downloadPlainQt(benchmark::State& state)
         clock.start();
         QFile file(target);
         file.open(QIODevice::WriteOnly);
-        QNetworkReply* reply = manager.get(QNetworkRequest(QUrl(g_pWork->nginx.url(QStringLiteral("/100mb.bin")))));
+        QNetworkReply* reply =
+            manager.get(QNetworkRequest(QUrl(g_pWork->nginx.url(QStringLiteral("/100mb.bin")))));
         QEventLoop loop;
         QObject::connect(reply, &QIODevice::readyRead, [&] { file.write(reply->readAll()); });
         QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
@@ -117,7 +119,8 @@ void downloadCurl(benchmark::State& state)
                                             {QStringLiteral("-sf"), QStringLiteral("-o"), target,
                                              g_pWork->nginx.url(QStringLiteral("/100mb.bin"))},
                                             g_pWork->root.path(), &error);
-        record(state, QStringLiteral("curl -o"), clock.nsecsElapsed() / 1e9, ok && QFileInfo(target).size() == kDownloadBytes);
+        record(state, QStringLiteral("curl -o"), clock.nsecsElapsed() / 1e9,
+               ok && QFileInfo(target).size() == kDownloadBytes);
         QFile::remove(target);
     }
     state.SetBytesProcessed(state.iterations() * kDownloadBytes);
@@ -134,8 +137,8 @@ void smallGetsOurs(benchmark::State& state)
         for (int i = 0; i < kSmallGets; ++i) {
             QByteArray data;
             QString err;
-            ok = client.get(QNetworkRequest(url), data, err, 10000) == RZBaseTask::RequestSucceeded && data.size() == 1024
-                 && ok;
+            ok = client.get(QNetworkRequest(url), data, err, 10000) == RZBaseTask::RequestSucceeded &&
+                 data.size() == 1024 && ok;
         }
         record(state, QStringLiteral("RZHttpClient::get"), clock.nsecsElapsed() / 1e9, ok);
     }
@@ -167,8 +170,8 @@ void smallGetsPlainQt(benchmark::State& state)
 // best rounds are the ones that ran undisturbed.
 void ratio(const char* what, const QString& ours, const QString& theirs)
 {
-    std::printf("  %-10s %s %.3f s, %s %.3f s: %.2fx;  best rounds %.3f s, %.3f s: %.2fx\n", what, qPrintable(ours),
-                g_oSeconds.value(ours), qPrintable(theirs), g_oSeconds.value(theirs),
+    std::printf("  %-10s %s %.3f s, %s %.3f s: %.2fx;  best rounds %.3f s, %.3f s: %.2fx\n", what,
+                qPrintable(ours), g_oSeconds.value(ours), qPrintable(theirs), g_oSeconds.value(theirs),
                 g_oSeconds.value(theirs) / g_oSeconds.value(ours), g_oBest.value(ours), g_oBest.value(theirs),
                 g_oBest.value(theirs) / g_oBest.value(ours));
 }
@@ -187,7 +190,8 @@ int downloadChild(const char* url, const char* target)
 {
     std::printf("before %lld\n", peakResidentKiB());
     const bool ok = downloadThroughRZNetwork(QString::fromUtf8(url), QString::fromUtf8(target));
-    std::printf("ok %d size %lld peak %lld\n", ok, QFileInfo(QString::fromUtf8(target)).size(), peakResidentKiB());
+    std::printf("ok %d size %lld peak %lld\n", ok, QFileInfo(QString::fromUtf8(target)).size(),
+                peakResidentKiB());
     QFile::remove(QString::fromUtf8(target));
     return ok ? 0 : 1;
 }
@@ -201,7 +205,8 @@ void largeDownloadMemory()
                  g_pWork->path(QStringLiteral("large.bin"))});
     child.waitForFinished(-1);
     const QString report = QString::fromUtf8(child.readAllStandardOutput()).simplified();
-    std::printf("\n1 GB download through RZNetwork in a child process (KiB of VmHWM): %s\n", qPrintable(report));
+    std::printf("\n1 GB download through RZNetwork in a child process (KiB of VmHWM): %s\n",
+                qPrintable(report));
     const qint64 peak = report.section(QLatin1Char(' '), -1).toLongLong();
     std::printf("  peak resident memory %.1f MB (limit 64 MB): %s\n", peak / 1024.0,
                 child.exitCode() == 0 && peak > 0 && peak <= 64 * 1024 ? "streams" : "FAILED");
@@ -235,15 +240,18 @@ int main(int argc, char** argv)
     }
     RZNetPeers::writeFile(work.path(QStringLiteral("www/1kb.bin")), QByteArray(1024, 'k'));
     QString error;
-    if (!work.nginx.start(work.path(QStringLiteral("nginx")), work.path(QStringLiteral("www")), nullptr, &error)) {
-        std::fprintf(stderr, "bench_network needs nginx (scripts/setup installs it): %s\n", qPrintable(error));
+    if (!work.nginx.start(work.path(QStringLiteral("nginx")), work.path(QStringLiteral("www")), nullptr,
+                          &error)) {
+        std::fprintf(stderr, "bench_network needs nginx (scripts/setup installs it): %s\n",
+                     qPrintable(error));
         return 1;
     }
     g_pWork = &work;
     // Untimed: the first request of a process pays for Qt's network start-up (the shared manager, its
     // thread, the proxy and interface look-ups); the plain loops get their managers outside the clock.
     // The first read of the large file costs whoever comes first, too.
-    downloadThroughRZNetwork(work.nginx.url(QStringLiteral("/100mb.bin")), work.path(QStringLiteral("warm-up.bin")));
+    downloadThroughRZNetwork(work.nginx.url(QStringLiteral("/100mb.bin")),
+                             work.path(QStringLiteral("warm-up.bin")));
     QFile::remove(work.path(QStringLiteral("warm-up.bin")));
 
     using Contender = std::pair<const char*, void (*)(benchmark::State&)>;
@@ -257,8 +265,9 @@ int main(int argc, char** argv)
             // Each round starts with another contender, so that none always comes first.
             for (std::size_t i = 0; i < group.size(); ++i) {
                 const Contender& contender = group[(i + round) % group.size()];
-                benchmark::RegisterBenchmark((std::string(contender.first) + "/round:" + std::to_string(round)).c_str(),
-                                             contender.second)
+                benchmark::RegisterBenchmark(
+                    (std::string(contender.first) + "/round:" + std::to_string(round)).c_str(),
+                    contender.second)
                     ->Iterations(1)
                     ->UseManualTime()
                     ->Unit(benchmark::kMillisecond);
@@ -269,8 +278,9 @@ int main(int argc, char** argv)
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 
-    std::printf("\nsummed over %d alternating rounds (above 1: RZCore is faster; floor 0.9 against plain Qt):\n",
-                kRounds);
+    std::printf(
+        "\nsummed over %d alternating rounds (above 1: RZCore is faster; floor 0.9 against plain Qt):\n",
+        kRounds);
     ratio("100 MB", QStringLiteral("RZNetwork"), QStringLiteral("QNetworkAccessManager"));
     ratio("100 MB", QStringLiteral("RZNetwork"), QStringLiteral("curl -o"));
     ratio("1 KB GETs", QStringLiteral("RZHttpClient::get"), QStringLiteral("QNetworkAccessManager loop"));

@@ -3,6 +3,7 @@
 #include <RZCore/config/RZLocalHtml_p.h>
 
 #include <QJsonObject>
+#include <QJsonValue>
 #include <QStringList>
 
 #include <sanitizer/lsan_interface.h>
@@ -35,8 +36,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     if (outcome != RZLocalHtml::LoadOutcome::Loaded)
         check(description.baseConfig.isEmpty() && description.localHtmlConfig.isEmpty());
-    check(!RZLocalHtml::localHtmlVersion(description.localHtmlConfig).isEmpty());
-    check(!RZLocalHtml::baseConfigVersion(description.baseConfig).isEmpty());
+    // A version is the text given, or "1.0.0" when there is no text.
+    const QJsonValue given =
+        description.localHtmlConfig.value(QLatin1String("login")).toObject().value(QLatin1String("version"));
+    check(given.isString()
+              ? RZLocalHtml::localHtmlVersion(description.localHtmlConfig) == given.toString()
+              : RZLocalHtml::localHtmlVersion(description.localHtmlConfig) == QLatin1String("1.0.0"));
+    const QJsonValue base = description.baseConfig.value(QLatin1String("version"));
+    check(base.isString() ? RZLocalHtml::baseConfigVersion(description.baseConfig) == base.toString()
+                          : RZLocalHtml::baseConfigVersion(description.baseConfig) == QLatin1String("1.0.0"));
     (void)RZLocalHtml::downloadUrl(description.localHtmlConfig);
 
     QStringList keys = description.baseConfig.value(QLatin1String("config")).toObject().keys();

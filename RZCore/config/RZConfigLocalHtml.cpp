@@ -43,7 +43,8 @@ QString inDirectory(const QString& directory, const char* name)
 bool swapIn(const QString& staged, const QString& target)
 {
     QDir dir;
-    const QString old = target + QStringLiteral(".old-") + QString::number(QRandomGenerator::global()->generate());
+    const QString old =
+        target + QStringLiteral(".old-") + QString::number(QRandomGenerator::global()->generate());
     const bool hadOld = QFileInfo::exists(target);
     if (hadOld && !dir.rename(target, old))
         return false;
@@ -88,8 +89,8 @@ QString RZConfig::GetBaseConfigVersion() const
 
 QString RZConfig::GetLocalHtmlFileVersion() const
 {
-    QFile file(QStringLiteral("%1/%2/%3").arg(GetCinveraDirectory(), QStringLiteral("LocalHtml"),
-                                              QStringLiteral("version")));
+    QFile file(QStringLiteral("%1/%2/%3")
+                   .arg(GetCinveraDirectory(), QStringLiteral("LocalHtml"), QStringLiteral("version")));
     if (!file.open(QIODevice::ReadOnly))
         return QString();
     return QString::fromUtf8(file.readAll());
@@ -110,7 +111,8 @@ bool RZConfig::IsEnableLocalLogin(const QString& key) const
     const QJsonObject entry = RZLocalHtml::pageEntry(m_oBaseConfig, key);
     if (entry.isEmpty())
         return false;
-    if (GetAppValue(QStringLiteral("LOCALLOGIN_DISABLE"), QStringLiteral("LOCALLOGIN_DISABLE"), false).toBool())
+    if (GetAppValue(QStringLiteral("LOCALLOGIN_DISABLE"), QStringLiteral("LOCALLOGIN_DISABLE"), false)
+            .toBool())
         return false; // the local override
     return RZLocalHtml::localLogin(entry);
 }

@@ -48,9 +48,10 @@ Description parse(const QByteArray& bytes, LoadOutcome* outcome)
     // Through text and back, strictly: a byte that is not UTF-8 would otherwise become U+FFFD and
     // the damaged file would still parse.
     QTextCodec::ConverterState state;
-    const QString text = bytes.size() > kMaxBytes
-                             ? QString()
-                             : QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
+    const QString text =
+        bytes.size() > kMaxBytes
+            ? QString()
+            : QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
     if (bytes.size() > kMaxBytes) {
         result = LoadOutcome::TooLarge;
     } else if (state.invalidChars != 0 || state.remainingChars != 0) {

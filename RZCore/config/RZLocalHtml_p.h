@@ -16,7 +16,14 @@ namespace RZLocalHtml {
 // Far above any real description (a few kilobytes), far below what could hurt to hold in memory.
 constexpr qint64 kMaxBytes = 4 * 1024 * 1024;
 
-enum class LoadOutcome { Loaded, Missing, TooLarge, NotUtf8, NotJson };
+enum class LoadOutcome
+{
+    Loaded,
+    Missing,
+    TooLarge,
+    NotUtf8,
+    NotJson
+};
 
 struct Description
 {

@@ -21,7 +21,8 @@
 #include <functional>
 #include <memory>
 
-enum RZDomainNameKind : int {
+enum RZDomainNameKind : int
+{
     ServiceDomain = 0,  // second-level domain of the service APIs ("api.", "cc-api.", "rc-api.")
     TrackingDomain = 1, // second-level domain of the analytics service and its API root
     CbsDomain = 2,      // whole host name of the redirect service ("go.php" jumps)

@@ -45,7 +45,8 @@ void RZBaseTask::startRequest()
     m_pReply = OnRequest();
     connect(m_pReply, SIGNAL(finished()), this, SLOT(httpFinished()));
     connect(m_pReply, SIGNAL(readyRead()), this, SLOT(httpReadyRead()));
-    connect(m_pReply, SIGNAL(downloadProgress(qint64, qint64)), this, SLOT(updateDataReadProgress(qint64, qint64)));
+    connect(m_pReply, SIGNAL(downloadProgress(qint64, qint64)), this,
+            SLOT(updateDataReadProgress(qint64, qint64)));
 }
 
 void RZBaseTask::waitForFinished(int ms)
@@ -276,7 +277,8 @@ int RZHttpClient::get(const QString& url, const QString& path, QString& err, int
     return get(QNetworkRequest(QUrl(url)), path, err, ms);
 }
 
-int RZHttpClient::post(const QNetworkRequest& request, const QByteArray& body, QByteArray& data, QString& err, int ms)
+int RZHttpClient::post(const QNetworkRequest& request, const QByteArray& body, QByteArray& data, QString& err,
+                       int ms)
 {
     QNetworkRequest copy(request);
     if (!copy.hasRawHeader("Content-Type"))

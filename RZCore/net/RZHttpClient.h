@@ -36,7 +36,13 @@ class RZCORE_EXPORT RZBaseTask : public QObject
     Q_OBJECT
 
 public:
-    enum RequestResult { RequestNone = 0, RequestSucceeded = 1, RequestFailed = 2, RequestAborted = 3 };
+    enum RequestResult
+    {
+        RequestNone = 0,
+        RequestSucceeded = 1,
+        RequestFailed = 2,
+        RequestAborted = 3
+    };
     Q_ENUM(RequestResult)
 
     RZBaseTask(QNetworkAccessManager* manager, const QNetworkRequest& request);

@@ -60,8 +60,8 @@ QString failureText(const QNetworkReply* reply)
 
 QString failureText(const QNetworkReply* reply, const QString& body)
 {
-    return QStringLiteral("%1:%2:%3").arg(QString::number(reply->error()), QString::number(statusOf(reply)),
-                                         body);
+    return QStringLiteral("%1:%2:%3")
+        .arg(QString::number(reply->error()), QString::number(statusOf(reply)), body);
 }
 
 #if QT_CONFIG(ssl)
@@ -70,7 +70,8 @@ void logSslErrors(const QList<QSslError>& errors)
 {
     RZLOG_INFO("******sslErrors******");
     for (const QSslError& error : errors)
-        RZLOG_INFO("sslErrcoed:%d,sslErrStr:%s", static_cast<int>(error.error()), qUtf8Printable(error.errorString()));
+        RZLOG_INFO("sslErrcoed:%d,sslErrStr:%s", static_cast<int>(error.error()),
+                   qUtf8Printable(error.errorString()));
 }
 #endif
 
@@ -341,9 +342,9 @@ int RZNetwork::WaitForNetworkFinished(RZNetwork& net, bool& ok, QString& result,
             value = -1;
         loop.quit();
     };
-    const QMetaObject::Connection postConnection =
-        connect(&net, &RZNetwork::HttpPostRequestFinished, &loop,
-                [&onFinished](bool success, const QString& first, const QString&) { onFinished(success, first); });
+    const QMetaObject::Connection postConnection = connect(
+        &net, &RZNetwork::HttpPostRequestFinished, &loop,
+        [&onFinished](bool success, const QString& first, const QString&) { onFinished(success, first); });
     const QMetaObject::Connection getConnection =
         connect(&net, &RZNetwork::HttpGetRequestFinished, &loop, onFinished);
     QTimer timer;
@@ -381,7 +382,8 @@ void RZNetwork::CheckNetworkAccessible()
 void RZNetwork::prepare(QNetworkRequest& request)
 {
     if (request.header(QNetworkRequest::ContentTypeHeader).toString().isEmpty())
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
+        request.setHeader(QNetworkRequest::ContentTypeHeader,
+                          QStringLiteral("application/x-www-form-urlencoded"));
 #if QT_CONFIG(ssl)
     if (g_bPeerVerifyDisabled.load() && request.url().toString().startsWith(QLatin1String("https"))) {
         QSslConfiguration ssl = request.sslConfiguration();
@@ -448,18 +450,19 @@ void RZNetwork::HttpGetRequest(QNetworkRequest& request, QString id, int ms)
 void RZNetwork::HttpCBSGetRequest(QNetworkRequest& request, QString id, int ms)
 {
     if (!IsNetworkDeviceValid()) {
-        emit HttpCBSGetRequestFinished(
-            false,
-            tr("You computer seems to be offline,causing a connection error.Please check your connection and try "
-               "again."),
-            id);
+        emit HttpCBSGetRequestFinished(false,
+                                       tr("You computer seems to be offline,causing a connection "
+                                          "error.Please check your connection and try "
+                                          "again."),
+                                       id);
         return;
     }
     prepare(request);
     watch(GetNetManager()->get(request), Form::CbsGet, id, ms, true);
 }
 
-QNetworkReply* RZNetwork::HttpPostRequest(QNetworkRequest& request, const QString& body, int ms, bool abortOnTimeout)
+QNetworkReply* RZNetwork::HttpPostRequest(QNetworkRequest& request, const QString& body, int ms,
+                                          bool abortOnTimeout)
 {
     if (!IsNetworkDeviceValid()) {
         emit HttpPostRequestFinished(false, QStringLiteral("offLine"), QString());
@@ -480,15 +483,15 @@ void RZNetwork::HttpPostRequest(const QString& url, QHttpMultiPart* multiPart, i
         return;
     }
     prepare(request);
-    QNetworkReply* reply = multiPart ? GetNetManager()->post(request, multiPart)
-                                     : GetNetManager()->post(request, QByteArray());
+    QNetworkReply* reply =
+        multiPart ? GetNetManager()->post(request, multiPart) : GetNetManager()->post(request, QByteArray());
     if (multiPart)
         multiPart->setParent(reply);
     watch(reply, Form::Post, QString(), ms, true);
 }
 
-QNetworkReply* RZNetwork::HttpPostRequestWithId(QNetworkRequest& request, const QString& body, QString id, int ms,
-                                                bool /*abortOnTimeout*/)
+QNetworkReply* RZNetwork::HttpPostRequestWithId(QNetworkRequest& request, const QString& body, QString id,
+                                                int ms, bool /*abortOnTimeout*/)
 {
     if (!IsNetworkDeviceValid()) {
         emit HttpPostRequestFinishedWithId(false, QStringLiteral("offLine"), id);
@@ -500,16 +503,16 @@ QNetworkReply* RZNetwork::HttpPostRequestWithId(QNetworkRequest& request, const 
     return reply;
 }
 
-QNetworkReply* RZNetwork::HttpPostRequestWithId(QNetworkRequest& request, QHttpMultiPart* multiPart, QString id,
-                                                int ms, bool /*abortOnTimeout*/)
+QNetworkReply* RZNetwork::HttpPostRequestWithId(QNetworkRequest& request, QHttpMultiPart* multiPart,
+                                                QString id, int ms, bool /*abortOnTimeout*/)
 {
     if (!IsNetworkDeviceValid()) {
         emit HttpPostRequestFinishedWithId(false, QStringLiteral("offLine"), id);
         return nullptr;
     }
     prepare(request);
-    QNetworkReply* reply = multiPart ? GetNetManager()->post(request, multiPart)
-                                     : GetNetManager()->post(request, QByteArray());
+    QNetworkReply* reply =
+        multiPart ? GetNetManager()->post(request, multiPart) : GetNetManager()->post(request, QByteArray());
     watch(reply, Form::PostWithId, id, ms, true);
     return reply;
 }
@@ -518,7 +521,8 @@ void RZNetwork::onTextGetFinished(QNetworkReply* reply)
 {
     const QString body = bodyOf(reply);
     RZLOG_INFO("%s", qUtf8Printable(QStringLiteral("OnGetFinishedCode:%1").arg(statusOf(reply))));
-    RZLOG_INFO("%s", qUtf8Printable(QStringLiteral("OnGetFinishedErr:%1").arg(static_cast<int>(reply->error()))));
+    RZLOG_INFO("%s",
+               qUtf8Printable(QStringLiteral("OnGetFinishedErr:%1").arg(static_cast<int>(reply->error()))));
     const QString id = reply->property(kRequestIdProperty).toString();
     const bool ok = reply->error() == QNetworkReply::NoError;
     const QString text = ok ? body : failureText(reply, body);
@@ -545,7 +549,8 @@ void RZNetwork::OnPostFinished()
         return;
     const QString body = bodyOf(reply);
     RZLOG_INFO("OnPostFinisheResult:%s,HttpCode:%d", qUtf8Printable(body), statusOf(reply));
-    RZLOG_INFO("%s", qUtf8Printable(QStringLiteral("OnPostFinishedErr:%1").arg(static_cast<int>(reply->error()))));
+    RZLOG_INFO("%s",
+               qUtf8Printable(QStringLiteral("OnPostFinishedErr:%1").arg(static_cast<int>(reply->error()))));
     const bool ok = reply->error() == QNetworkReply::NoError;
     if (!ok) {
         QT_WARNING_PUSH
@@ -564,7 +569,8 @@ void RZNetwork::onPostWithIdFinished(QNetworkReply* reply)
 {
     const QString body = bodyOf(reply);
     RZLOG_INFO("OnPostFinisheResult:%s,HttpCode:%d", qUtf8Printable(body), statusOf(reply));
-    RZLOG_INFO("%s", qUtf8Printable(QStringLiteral("OnPostFinishedErr:%1").arg(static_cast<int>(reply->error()))));
+    RZLOG_INFO("%s",
+               qUtf8Printable(QStringLiteral("OnPostFinishedErr:%1").arg(static_cast<int>(reply->error()))));
     const QString id = reply->property(kRequestIdProperty).toString();
     const bool ok = reply->error() == QNetworkReply::NoError;
     const QString text = ok ? body : failureText(reply, body);
@@ -574,8 +580,8 @@ void RZNetwork::onPostWithIdFinished(QNetworkReply* reply)
 
 // ---- RZNetwork: downloads ---------------------------------------------------------------------------
 
-void RZNetwork::HttpGetRequest(const QUrl& url, const QString& path, RZDataIO::FDataType /*type*/, bool overwrite,
-                               int ms)
+void RZNetwork::HttpGetRequest(const QUrl& url, const QString& path, RZDataIO::FDataType /*type*/,
+                               bool overwrite, int ms)
 {
     RZLOG_INFO("downloadUrl:%s", qUtf8Printable(url.toString()));
     RZDataIO* dataIO = new RZDataIO(path, this);
@@ -652,7 +658,8 @@ void RZNetwork::OnGetFinished()
         return;
     const int status = statusOf(reply);
     RZLOG_INFO("%s", qUtf8Printable(QStringLiteral("OnGetFinishedCode:%1").arg(status)));
-    RZLOG_INFO("%s", qUtf8Printable(QStringLiteral("OnGetFinishedErr:%1").arg(static_cast<int>(reply->error()))));
+    RZLOG_INFO("%s",
+               qUtf8Printable(QStringLiteral("OnGetFinishedErr:%1").arg(static_cast<int>(reply->error()))));
 
     const QString path = dataIO->FileName();
     // Qt reports a connection that ends before the promised length as no error: that is no success.
@@ -695,7 +702,8 @@ void RZNetwork::OnGetFinished()
 
 void RZNetwork::CancelAllRequest()
 {
-    RZLOG_INFO("RZNetwork::CancelAllRequest() mDataIOMap.keys().size()=%d", static_cast<int>(mDataIOMap.size()));
+    RZLOG_INFO("RZNetwork::CancelAllRequest() mDataIOMap.keys().size()=%d",
+               static_cast<int>(mDataIOMap.size()));
     const QList<QNetworkReply*> replies = mDataIOMap.keys();
     for (QNetworkReply* reply : replies) {
         RZLOG_INFO("RZNetwork::CancelAllRequest() reply=%x, ",

@@ -54,7 +54,12 @@ class RZCORE_EXPORT RZDataIO : public QObject
 
 public:
     // Part of the download's signature; no behaviour depends on it.
-    enum FDataType { FileData = 0, TextData = 1, ImageData = 2 };
+    enum FDataType
+    {
+        FileData = 0,
+        TextData = 1,
+        ImageData = 2
+    };
     Q_ENUM(FDataType)
 
     explicit RZDataIO(const QString& fileName, QObject* parent = nullptr);
@@ -87,8 +92,8 @@ private:
     int m_nValue = 0;     // likewise
     bool m_bWriting = false;
     bool m_bWriteFailed = false; // a write or the final flush fell short
-    bool m_bReplaced = false; // the last Close() put the file in the target's place
-    qint64 m_nReplyBytes = 0; // body bytes of the current reply (the download's last, after redirects)
+    bool m_bReplaced = false;    // the last Close() put the file in the target's place
+    qint64 m_nReplyBytes = 0;    // body bytes of the current reply (the download's last, after redirects)
 };
 
 // The time limit of one reply; a child of the reply, so it dies with it.
@@ -154,8 +159,8 @@ public:
     // HttpGetRequestFinishedWithId.
     void HttpGetRequest(QNetworkRequest& request, QString id = QString(), int ms = 0);
     // GET into the file `path`. With `overwrite` false a non-empty file at `path` is the answer.
-    void HttpGetRequest(const QUrl& url, const QString& path, RZDataIO::FDataType type,
-                        bool overwrite = true, int ms = 0);
+    void HttpGetRequest(const QUrl& url, const QString& path, RZDataIO::FDataType type, bool overwrite = true,
+                        int ms = 0);
     // GET that answers with the "Location" header, for redirect services.
     void HttpCBSGetRequest(QNetworkRequest& request, QString id = QString(), int ms = 0);
     // Null when offline.
@@ -193,7 +198,13 @@ private slots:
     void OnReadyRead();
 
 private:
-    enum class Form { Get, CbsGet, Post, PostWithId };
+    enum class Form
+    {
+        Get,
+        CbsGet,
+        Post,
+        PostWithId
+    };
 
     void CheckNetworkAccessible();
     // Steps shared by the text forms: content type, SSL settings, accessibility.

@@ -83,7 +83,8 @@ void RZNetworkProxyInfo::update(const _ProxyInfo& info)
         QNetworkProxyFactory::setUseSystemConfiguration(true);
         const QList<QNetworkProxy> proxies = QNetworkProxyFactory::systemProxyForQuery(
             QNetworkProxyQuery(QUrl(), QNetworkProxyQuery::UrlRequest));
-        const QNetworkProxy system = proxies.isEmpty() ? QNetworkProxy(QNetworkProxy::NoProxy) : proxies.first();
+        const QNetworkProxy system =
+            proxies.isEmpty() ? QNetworkProxy(QNetworkProxy::NoProxy) : proxies.first();
         m_oProxyInfo = _ProxyInfo();
         m_oProxyInfo.nMode = 1;
         m_oProxyInfo.nType = system.type() == QNetworkProxy::Socks5Proxy ? 2 : 0;

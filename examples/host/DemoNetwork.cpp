@@ -28,7 +28,10 @@ const char kPackageUrl[] = "http://packages.example.com/LocalHtml.zip";
 class DemoProxy : public QTcpServer
 {
 public:
-    explicit DemoProxy(QByteArray package) : m_oPackage(std::move(package)) { listen(QHostAddress::LocalHost, 0); }
+    explicit DemoProxy(QByteArray package) : m_oPackage(std::move(package))
+    {
+        listen(QHostAddress::LocalHost, 0);
+    }
 
 protected:
     void incomingConnection(qintptr descriptor) override
@@ -44,14 +47,16 @@ protected:
             m_oPending.remove(socket);
             const QByteArray line = request.left(request.indexOf("\r\n"));
             if (!request.toLower().contains("proxy-authorization: basic")) {
-                socket->write("HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"demo\"\r\n"
+                socket->write("HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic "
+                              "realm=\"demo\"\r\n"
                               "Content-Length: 0\r\n\r\n");
                 return;
             }
             demoSay(QStringLiteral("  [proxy] %1 (with credentials)").arg(QString::fromLatin1(line)));
-            const QByteArray body = line.contains(".zip") ? m_oPackage : QByteArray("hello through the proxy");
-            socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size())
-                          + "\r\nConnection: close\r\n\r\n" + body);
+            const QByteArray body =
+                line.contains(".zip") ? m_oPackage : QByteArray("hello through the proxy");
+            socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) +
+                          "\r\nConnection: close\r\n\r\n" + body);
             socket->disconnectFromHost();
         });
     }
@@ -66,8 +71,9 @@ QByteArray makePackage(const QString& workDir)
 {
     const QString source = workDir + QStringLiteral("/package");
     QDir().mkpath(source);
-    for (const auto& file : {std::make_pair("version", QByteArray("2.0.0")),
-                             std::make_pair("index.html", QByteArray("<html><body>local login</body></html>"))}) {
+    for (const auto& file :
+         {std::make_pair("version", QByteArray("2.0.0")),
+          std::make_pair("index.html", QByteArray("<html><body>local login</body></html>"))}) {
         QFile out(source + QLatin1Char('/') + QLatin1String(file.first));
         if (out.open(QIODevice::WriteOnly))
             out.write(file.second);
@@ -84,7 +90,8 @@ void showAddresses(const char* when)
     demoSay(QStringLiteral("  support tickets:  %1").arg(RZFeedBackUrlHelper::NewSupportTickets()));
     demoSay(QStringLiteral("  jump (db):        %1").arg(RZProductUrlHelper::buyPageWithImportFileFail()));
     demoSay(QStringLiteral("  stored jump:      %1")
-                .arg(RZCbsUrlHelper::standardCbsUrltransition(QStringLiteral("http://go.example.org/go.php?pid=846&m=c101"))));
+                .arg(RZCbsUrlHelper::standardCbsUrltransition(
+                    QStringLiteral("http://go.example.org/go.php?pid=846&m=c101"))));
     demoSay(QStringLiteral("  product home:     %1").arg(RZProductUrlHelper::homePage()));
 }
 
@@ -95,8 +102,10 @@ void demoNetworkPrepareStore(const QString& directory)
     // "Config.json" arrives from outside the library; the store reads it once, when it is built.
     QFile file(directory + QStringLiteral("/Config.json"));
     if (file.open(QIODevice::WriteOnly))
-        file.write(QByteArray(R"({"data":{"base_config":{"version":"3.1.0","config":{"login":{"is_local_login_enabled":"1"}}},)")
-                   + R"("local_html":{"login":{"url":")" + kPackageUrl + R"(","version":"2.0.0"}}}})");
+        file.write(
+            QByteArray(
+                R"({"data":{"base_config":{"version":"3.1.0","config":{"login":{"is_local_login_enabled":"1"}}},)") +
+            R"("local_html":{"login":{"url":")" + kPackageUrl + R"(","version":"2.0.0"}}}})");
 }
 
 void demoNetwork(DemoContext& context)
@@ -122,15 +131,17 @@ void demoNetwork(DemoContext& context)
                 .arg(RZNetworkProxyInfo::instance()->getProxyInfo().nPort));
 
     demoSay(QStringLiteral("Config.json wants package %1 from %2; on disk: \"%3\"")
-                .arg(config.GetLocalHtmlVersion(), config.GetLocalHtmlDownloadUrl(), config.GetLocalHtmlFileVersion()));
+                .arg(config.GetLocalHtmlVersion(), config.GetLocalHtmlDownloadUrl(),
+                     config.GetLocalHtmlFileVersion()));
     demoSay(QStringLiteral("local login for \"login\": %1 (no package unpacked yet)")
                 .arg(config.IsEnableLocalLogin(QStringLiteral("login")) ? "on" : "off"));
     if (config.GetLocalHtmlVersion() != config.GetLocalHtmlFileVersion()) {
         QEventLoop loop;
         bool extracted = false;
-        const auto progress = QObject::connect(&config, &RZConfig::sigLocalHtmlDownloadProgress, [](qint64 done, qint64 total) {
-            demoSay(QStringLiteral("  downloaded %1 of %2 bytes").arg(done).arg(total));
-        });
+        const auto progress =
+            QObject::connect(&config, &RZConfig::sigLocalHtmlDownloadProgress, [](qint64 done, qint64 total) {
+                demoSay(QStringLiteral("  downloaded %1 of %2 bytes").arg(done).arg(total));
+            });
         const auto done = QObject::connect(&config, &RZConfig::sigLocalHtmlExtracted, &loop, [&](bool ok) {
             extracted = ok;
             loop.quit();
@@ -140,16 +151,19 @@ void demoNetwork(DemoContext& context)
         loop.exec();
         QObject::disconnect(progress);
         QObject::disconnect(done);
-        demoSay(QStringLiteral("package %1; \"LocalHtml/version\" reads \"%2\"; local login for \"login\": %3")
-                    .arg(extracted ? "unpacked and swapped in" : "not unpacked", config.GetLocalHtmlFileVersion(),
-                         config.IsEnableLocalLogin(QStringLiteral("login")) ? "on" : "off"));
+        demoSay(
+            QStringLiteral("package %1; \"LocalHtml/version\" reads \"%2\"; local login for \"login\": %3")
+                .arg(extracted ? "unpacked and swapped in" : "not unpacked", config.GetLocalHtmlFileVersion(),
+                     config.IsEnableLocalLogin(QStringLiteral("login")) ? "on" : "off"));
     }
 
     RZHttpClient client;
     QByteArray data;
     QString err;
     const int result = client.get(QStringLiteral("http://service.example.com/hello"), data, err, 10000);
-    demoSay(QStringLiteral("blocking get through the proxy: result %1, \"%2\"").arg(result).arg(QString::fromUtf8(data)));
+    demoSay(QStringLiteral("blocking get through the proxy: result %1, \"%2\"")
+                .arg(result)
+                .arg(QString::fromUtf8(data)));
     info.nMode = 0;
     RZNetworkProxyInfo::instance()->setProxyInfo(info, false);
 

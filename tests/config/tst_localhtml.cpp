@@ -64,9 +64,10 @@ void TestLocalHtml::makePackage(const QString& name, const QMap<QString, QByteAr
     for (auto it = files.cbegin(); it != files.cend(); ++it)
         QVERIFY(RZNetPeers::writeFile(source.path() + QLatin1Char('/') + it.key(), it.value()));
     QString error;
-    QVERIFY2(RZNetPeers::runTool(RZNetPeers::programPath(QStringLiteral("zip")),
-                                 {QStringLiteral("-q0r"), path(QStringLiteral("www/")) + name, QStringLiteral(".")},
-                                 source.path(), &error),
+    QVERIFY2(RZNetPeers::runTool(
+                 RZNetPeers::programPath(QStringLiteral("zip")),
+                 {QStringLiteral("-q0r"), path(QStringLiteral("www/")) + name, QStringLiteral(".")},
+                 source.path(), &error),
              qPrintable(error));
 }
 
@@ -80,11 +81,14 @@ void TestLocalHtml::initTestCase()
     for (const char* folder : {"config", "www", "nginx", "documents"})
         QVERIFY(QDir().mkpath(path(QLatin1String(folder))));
     QString error;
-    QVERIFY2(m_oNginx.start(path(QStringLiteral("nginx")), path(QStringLiteral("www")), nullptr, &error), qPrintable(error));
+    QVERIFY2(m_oNginx.start(path(QStringLiteral("nginx")), path(QStringLiteral("www")), nullptr, &error),
+             qPrintable(error));
 
-    makePackage(QStringLiteral("v2.zip"), {{"version", "2.0.0"}, {"index.html", "<p>two</p>"}, {"login.js", "two()"}});
+    makePackage(QStringLiteral("v2.zip"),
+                {{"version", "2.0.0"}, {"index.html", "<p>two</p>"}, {"login.js", "two()"}});
     makePackage(QStringLiteral("v3.zip"), {{"version", "3.0.0"}, {"index.html", "<p>three</p>"}});
-    makePackage(QStringLiteral("corrupt.zip"), {{"version", "9.9.9"}, {"zz-last.html", QByteArray(4000, 'z')}});
+    makePackage(QStringLiteral("corrupt.zip"),
+                {{"version", "9.9.9"}, {"zz-last.html", QByteArray(4000, 'z')}});
     QByteArray zip = RZNetPeers::readFile(path(QStringLiteral("www/corrupt.zip")));
     QVERIFY(zip.indexOf(QByteArray(4000, 'z')) > 0);
     zip[zip.indexOf(QByteArray(4000, 'z')) + 2000] = 'Z'; // the last entry no longer matches its checksum
@@ -117,23 +121,46 @@ void TestLocalHtml::reading_data()
     QTest::addColumn<QString>("version");
     QTest::addColumn<QString>("baseVersion");
 
-    const QByteArray good = R"({"data":{"base_config":{"version":"4.0"},"local_html":{"login":{"url":"u","version":"2.2"}}}})";
-    QTest::newRow("good") << good << "u" << "2.2" << "4.0";
-    QTest::newRow("with a byte-order mark") << QByteArray("\xEF\xBB\xBF" + good) << "u" << "2.2" << "4.0";
-    QTest::newRow("damaged") << good.left(good.size() - 3) << "" << "1.0.0" << "1.0.0";
-    QTest::newRow("empty") << QByteArray("") << "" << "1.0.0" << "1.0.0";
+    const QByteArray good =
+        R"({"data":{"base_config":{"version":"4.0"},"local_html":{"login":{"url":"u","version":"2.2"}}}})";
+    QTest::newRow("good") << good << "u"
+                          << "2.2"
+                          << "4.0";
+    QTest::newRow("with a byte-order mark") << QByteArray("\xEF\xBB\xBF" + good) << "u"
+                                            << "2.2"
+                                            << "4.0";
+    QTest::newRow("damaged") << good.left(good.size() - 3) << ""
+                             << "1.0.0"
+                             << "1.0.0";
+    QTest::newRow("empty") << QByteArray("") << ""
+                           << "1.0.0"
+                           << "1.0.0";
     QByteArray notUtf8 = good;
     notUtf8.replace("\"u\"", "\"u\xFF\"");
-    QTest::newRow("not UTF-8") << notUtf8 << "" << "1.0.0" << "1.0.0";
+    QTest::newRow("not UTF-8") << notUtf8 << ""
+                               << "1.0.0"
+                               << "1.0.0";
     QByteArray huge = good;
     huge.insert(1, "\"pad\":\"" + QByteArray(RZLocalHtml::kMaxBytes, 'p') + "\",");
-    QTest::newRow("huge, though valid") << huge << "" << "1.0.0" << "1.0.0";
-    QTest::newRow("root is an array") << QByteArray("[1,2]") << "" << "1.0.0" << "1.0.0";
-    QTest::newRow("data is a string") << QByteArray(R"({"data":"x"})") << "" << "1.0.0" << "1.0.0";
-    QTest::newRow("versions not texts") << QByteArray(R"({"data":{"base_config":{"version":4},"local_html":{"login":{"url":"u","version":2}}}})")
-                                        << "u" << "1.0.0" << "1.0.0";
-    QTest::newRow("login without version") << QByteArray(R"({"data":{"local_html":{"login":{"url":"u"}}}})") << "u"
-                                           << "1.0.0" << "1.0.0";
+    QTest::newRow("huge, though valid") << huge << ""
+                                        << "1.0.0"
+                                        << "1.0.0";
+    QTest::newRow("root is an array") << QByteArray("[1,2]") << ""
+                                      << "1.0.0"
+                                      << "1.0.0";
+    QTest::newRow("data is a string") << QByteArray(R"({"data":"x"})") << ""
+                                      << "1.0.0"
+                                      << "1.0.0";
+    QTest::newRow("versions not texts")
+        << QByteArray(
+               R"({"data":{"base_config":{"version":4},"local_html":{"login":{"url":"u","version":2}}}})")
+        << "u"
+        << "1.0.0"
+        << "1.0.0";
+    QTest::newRow("login without version")
+        << QByteArray(R"({"data":{"local_html":{"login":{"url":"u"}}}})") << "u"
+        << "1.0.0"
+        << "1.0.0";
 }
 
 void TestLocalHtml::reading()
@@ -173,7 +200,8 @@ void TestLocalHtml::switches()
     QVERIFY(!progress.isEmpty());
     QCOMPARE(config.GetLocalHtmlFileVersion(), QStringLiteral("2.0.0"));
 
-    const QMap<QString, bool> expected{{"login", true}, {"pay", false}, {"help", true}, {"shop", true}, {"unknown", false}};
+    const QMap<QString, bool> expected{
+        {"login", true}, {"pay", false}, {"help", true}, {"shop", true}, {"unknown", false}};
     for (auto it = expected.cbegin(); it != expected.cend(); ++it)
         QVERIFY2(config.IsEnableLocalLogin(it.key()) == it.value(), qPrintable(it.key()));
     config.SetAppValue(QStringLiteral("LOCALLOGIN_DISABLE"), QStringLiteral("LOCALLOGIN_DISABLE"), true);
@@ -193,7 +221,8 @@ void TestLocalHtml::packages_data()
     QTest::newRow("not an archive") << "/not-a.zip" << false << "2.0.0" << two;
     QTest::newRow("404") << "/missing.zip" << false << "2.0.0" << two;
     QTest::newRow("no address") << QString() << false << "2.0.0" << two;
-    QTest::newRow("new package, replaced whole") << "/v3.zip" << true << "3.0.0" << QStringList{"index.html", "version"};
+    QTest::newRow("new package, replaced whole")
+        << "/v3.zip" << true << "3.0.0" << QStringList{"index.html", "version"};
 }
 
 // The package on disk is the old one whole or the new one whole, and nothing else is left beside it.

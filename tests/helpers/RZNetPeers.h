@@ -64,7 +64,8 @@ inline bool runTool(const QString& program, const QStringList& args, const QStri
     process.setWorkingDirectory(workDir);
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, args);
-    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit ||
+        process.exitCode() != 0) {
         *error = QStringLiteral("%1 %2 failed: %3")
                      .arg(program, args.join(QLatin1Char(' ')), QString::fromLocal8Bit(process.readAll()));
         return false;
@@ -82,8 +83,9 @@ public:
     ~Peer() { stop(); }
 
     // Starts `program` and waits until each endpoint accepts connections.
-    bool start(const QString& program, const QStringList& args, const QList<QPair<QHostAddress, quint16>>& endpoints,
-               QString* error, const QString& workDir = QString())
+    bool start(const QString& program, const QStringList& args,
+               const QList<QPair<QHostAddress, quint16>>& endpoints, QString* error,
+               const QString& workDir = QString())
     {
         if (program.isEmpty()) {
             *error = QStringLiteral("program not installed (run scripts/setup)");
@@ -176,32 +178,33 @@ struct Certificates
                        san.toLatin1() + "\nbasicConstraints=CA:FALSE\nextendedKeyUsage=serverAuth\n"))
             return false;
         return runTool(openssl,
-                       QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + ec
-                           + QStringList{QStringLiteral("-keyout"), QStringLiteral("ca.key"), QStringLiteral("-out"),
-                                         caCert, QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
-                                         QStringLiteral("/CN=RZCore test CA"), QStringLiteral("-addext"),
-                                         QStringLiteral("basicConstraints=critical,CA:TRUE"), QStringLiteral("-addext"),
-                                         QStringLiteral("keyUsage=critical,keyCertSign,cRLSign")},
-                       dir, error)
-               && runTool(openssl,
-                          QStringList{QStringLiteral("req")} + ec
-                              + QStringList{QStringLiteral("-keyout"), serverKey, QStringLiteral("-out"),
-                                            QStringLiteral("server.csr"), QStringLiteral("-subj"),
-                                            QStringLiteral("/CN=localhost")},
-                          dir, error)
-               && runTool(openssl,
-                          {QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
-                           QStringLiteral("server.csr"), QStringLiteral("-CA"), caCert, QStringLiteral("-CAkey"),
-                           QStringLiteral("ca.key"), QStringLiteral("-CAcreateserial"), QStringLiteral("-out"),
-                           serverCert, QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-extfile"),
-                           QStringLiteral("server.ext")},
-                          dir, error)
-               && runTool(openssl,
-                          QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + ec
-                              + QStringList{QStringLiteral("-keyout"), selfKey, QStringLiteral("-out"), selfCert,
-                                            QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
-                                            QStringLiteral("/CN=localhost"), QStringLiteral("-addext"), san},
-                          dir, error);
+                       QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + ec +
+                           QStringList{
+                               QStringLiteral("-keyout"), QStringLiteral("ca.key"), QStringLiteral("-out"),
+                               caCert, QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
+                               QStringLiteral("/CN=RZCore test CA"), QStringLiteral("-addext"),
+                               QStringLiteral("basicConstraints=critical,CA:TRUE"), QStringLiteral("-addext"),
+                               QStringLiteral("keyUsage=critical,keyCertSign,cRLSign")},
+                       dir, error) &&
+               runTool(openssl,
+                       QStringList{QStringLiteral("req")} + ec +
+                           QStringList{QStringLiteral("-keyout"), serverKey, QStringLiteral("-out"),
+                                       QStringLiteral("server.csr"), QStringLiteral("-subj"),
+                                       QStringLiteral("/CN=localhost")},
+                       dir, error) &&
+               runTool(openssl,
+                       {QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
+                        QStringLiteral("server.csr"), QStringLiteral("-CA"), caCert, QStringLiteral("-CAkey"),
+                        QStringLiteral("ca.key"), QStringLiteral("-CAcreateserial"), QStringLiteral("-out"),
+                        serverCert, QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-extfile"),
+                        QStringLiteral("server.ext")},
+                       dir, error) &&
+               runTool(openssl,
+                       QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + ec +
+                           QStringList{QStringLiteral("-keyout"), selfKey, QStringLiteral("-out"), selfCert,
+                                       QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
+                                       QStringLiteral("/CN=localhost"), QStringLiteral("-addext"), san},
+                       dir, error);
     }
 };
 
@@ -214,9 +217,11 @@ inline QHostAddress hostNameAddress(QString* hostName, QString* error)
     const QHostInfo info = QHostInfo::fromName(*hostName);
     const QList<QHostAddress> own = QNetworkInterface::allAddresses();
     for (const QHostAddress& address : info.addresses())
-        if (address.protocol() == QAbstractSocket::IPv4Protocol && (address.isLoopback() || own.contains(address)))
+        if (address.protocol() == QAbstractSocket::IPv4Protocol &&
+            (address.isLoopback() || own.contains(address)))
             return address;
-    *error = QStringLiteral("the host name \"%1\" does not resolve to an address of this machine").arg(*hostName);
+    *error =
+        QStringLiteral("the host name \"%1\" does not resolve to an address of this machine").arg(*hostName);
     return QHostAddress();
 }
 
@@ -252,7 +257,8 @@ public:
                                      .arg(hostNamePort)
                                      .arg(root)
                                      .toUtf8();
-            QList<QPair<QHostAddress, quint16>> endpoints{{QHostAddress::LocalHost, httpPort}, {named, hostNamePort}};
+            QList<QPair<QHostAddress, quint16>> endpoints{{QHostAddress::LocalHost, httpPort},
+                                                          {named, hostNamePort}};
             if (certificates) {
                 servers += QStringLiteral("  server { listen 127.0.0.1:%1 ssl; ssl_certificate %2; "
                                           "ssl_certificate_key %3; root %4; }\n")
@@ -268,21 +274,23 @@ public:
                           << qMakePair(QHostAddress(QHostAddress::LocalHost), selfSignedPort);
             }
             const QByteArray d = dir.toUtf8();
-            const QByteArray conf = "daemon off;\nmaster_process off;\nworker_processes 1;\npid " + d
-                                    + "/nginx.pid;\nerror_log " + d + "/error.log info;\n"
-                                    + "events { worker_connections 256; }\nhttp {\n  access_log " + d
-                                    + "/access.log;\n  client_body_temp_path " + d + "/body;\n  proxy_temp_path " + d
-                                    + "/proxy;\n  fastcgi_temp_path " + d + "/fastcgi;\n  uwsgi_temp_path " + d
-                                    + "/uwsgi;\n  scgi_temp_path " + d + "/scgi;\n  default_type application/octet-stream;\n"
-                                    + "  sendfile on;\n  keepalive_requests 100000;\n" + servers + "}\n";
+            const QByteArray conf = "daemon off;\nmaster_process off;\nworker_processes 1;\npid " + d +
+                                    "/nginx.pid;\nerror_log " + d + "/error.log info;\n" +
+                                    "events { worker_connections 256; }\nhttp {\n  access_log " + d +
+                                    "/access.log;\n  client_body_temp_path " + d +
+                                    "/body;\n  proxy_temp_path " + d + "/proxy;\n  fastcgi_temp_path " + d +
+                                    "/fastcgi;\n  uwsgi_temp_path " + d + "/uwsgi;\n  scgi_temp_path " + d +
+                                    "/scgi;\n  default_type application/octet-stream;\n" +
+                                    "  sendfile on;\n  keepalive_requests 100000;\n" + servers + "}\n";
             if (!writeFile(dir + QStringLiteral("/nginx.conf"), conf)) {
                 *error = QStringLiteral("cannot write nginx.conf in ") + dir;
                 return false;
             }
             m_pPeer = std::make_unique<Peer>();
             if (m_pPeer->start(programPath(QStringLiteral("nginx")),
-                               {QStringLiteral("-p"), dir, QStringLiteral("-c"), dir + QStringLiteral("/nginx.conf"),
-                                QStringLiteral("-e"), dir + QStringLiteral("/error.log")},
+                               {QStringLiteral("-p"), dir, QStringLiteral("-c"),
+                                dir + QStringLiteral("/nginx.conf"), QStringLiteral("-e"),
+                                dir + QStringLiteral("/error.log")},
                                endpoints, error))
                 return true;
             *error += QString::fromUtf8(readFile(dir + QStringLiteral("/error.log")));
@@ -297,8 +305,14 @@ public:
         if (m_pPeer)
             m_pPeer->stop();
     }
-    QString accessLog() const { return QString::fromUtf8(readFile(m_strDir + QStringLiteral("/access.log"))); }
-    QString url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(httpPort).arg(path); }
+    QString accessLog() const
+    {
+        return QString::fromUtf8(readFile(m_strDir + QStringLiteral("/access.log")));
+    }
+    QString url(const QString& path) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(httpPort).arg(path);
+    }
     QString hostNameUrl(const QString& path) const
     {
         return QStringLiteral("http://%1:%2%3").arg(hostName).arg(hostNamePort).arg(path);
@@ -319,8 +333,8 @@ public:
     {
         port = freePort();
         m_strLog = dir + QStringLiteral("/tinyproxy-%1.log").arg(port);
-        QByteArray conf = "Port " + QByteArray::number(port) + "\nListen 127.0.0.1\nTimeout 30\nLogFile \""
-                          + m_strLog.toUtf8() + "\"\nLogLevel Info\nMaxClients 50\nAllow 127.0.0.1\n";
+        QByteArray conf = "Port " + QByteArray::number(port) + "\nListen 127.0.0.1\nTimeout 30\nLogFile \"" +
+                          m_strLog.toUtf8() + "\"\nLogLevel Info\nMaxClients 50\nAllow 127.0.0.1\n";
         if (!user.isEmpty())
             conf += "BasicAuth " + user.toUtf8() + ' ' + password.toUtf8() + '\n';
         const QString confPath = dir + QStringLiteral("/tinyproxy-%1.conf").arg(port);
@@ -328,7 +342,8 @@ public:
             *error = QStringLiteral("cannot write ") + confPath;
             return false;
         }
-        return m_oPeer.start(programPath(QStringLiteral("tinyproxy")), {QStringLiteral("-d"), QStringLiteral("-c"), confPath},
+        return m_oPeer.start(programPath(QStringLiteral("tinyproxy")),
+                             {QStringLiteral("-d"), QStringLiteral("-c"), confPath},
                              {{QHostAddress::LocalHost, port}}, error);
     }
     void stop() { m_oPeer.stop(); }
@@ -348,10 +363,12 @@ public:
     bool start(const QString& user, const QString& password, QString* error)
     {
         port = freePort();
-        QStringList args{QStringLiteral("-i"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"), QString::number(port)};
+        QStringList args{QStringLiteral("-i"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
+                         QString::number(port)};
         if (!user.isEmpty())
             args << QStringLiteral("-u") << user << QStringLiteral("-P") << password;
-        return m_oPeer.start(programPath(QStringLiteral("microsocks")), args, {{QHostAddress::LocalHost, port}}, error);
+        return m_oPeer.start(programPath(QStringLiteral("microsocks")), args,
+                             {{QHostAddress::LocalHost, port}}, error);
     }
     void stop() { m_oPeer.stop(); }
     QString log() { return m_oPeer.output(); }

@@ -41,7 +41,10 @@ public:
 
     NetTestServer() { listen(QHostAddress::LocalHost, 0); }
 
-    QString url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path); }
+    QString url(const QString& path) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path);
+    }
     QList<Request> requests;
     // Requests for one path. Counted by path: Qt may send a request again after a reset, and such a
     // retry can come after its test has ended.
@@ -72,7 +75,8 @@ protected:
             for (int i = 1; i < lines.size(); ++i) {
                 const int colon = lines[i].indexOf(':');
                 if (colon > 0)
-                    request.headers.insert(lines[i].left(colon).trimmed().toLower(), lines[i].mid(colon + 1).trimmed());
+                    request.headers.insert(lines[i].left(colon).trimmed().toLower(),
+                                           lines[i].mid(colon + 1).trimmed());
             }
             const int length = request.headers.value("content-length").toInt();
             if (buffer->size() < end + 4 + length)
@@ -86,10 +90,12 @@ protected:
     }
 
 private:
-    static QByteArray head(int status, const char* reason, qint64 length, const QByteArray& extra = QByteArray())
+    static QByteArray head(int status, const char* reason, qint64 length,
+                           const QByteArray& extra = QByteArray())
     {
-        return "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason + "\r\nContent-Length: "
-               + QByteArray::number(length) + "\r\nContent-Type: text/plain\r\nConnection: close\r\n" + extra + "\r\n";
+        return "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason +
+               "\r\nContent-Length: " + QByteArray::number(length) +
+               "\r\nContent-Type: text/plain\r\nConnection: close\r\n" + extra + "\r\n";
     }
 
     static void send(QTcpSocket* socket, const QByteArray& bytes)
@@ -169,7 +175,8 @@ private:
                 return;
 #ifdef Q_OS_UNIX
             const struct linger hard = {1, 0};
-            ::setsockopt(static_cast<int>(guard->socketDescriptor()), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+            ::setsockopt(static_cast<int>(guard->socketDescriptor()), SOL_SOCKET, SO_LINGER, &hard,
+                         sizeof hard);
 #endif
             guard->abort();
         });

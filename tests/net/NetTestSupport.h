@@ -43,8 +43,8 @@ struct NetFixture
             byte = static_cast<char>(QRandomGenerator::global()->bounded(256));
         RZNetPeers::writeFile(path(QStringLiteral("www/small.bin")), small);
         QString error;
-        if (!certificates.make(path(QStringLiteral("nginx")), &error)
-            || !nginx.start(path(QStringLiteral("nginx")), path(QStringLiteral("www")), &certificates, &error))
+        if (!certificates.make(path(QStringLiteral("nginx")), &error) ||
+            !nginx.start(path(QStringLiteral("nginx")), path(QStringLiteral("www")), &certificates, &error))
             return error;
         // The throwaway CA is trusted the way a deployment's own CA would be: in the default configuration.
         QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
@@ -66,7 +66,9 @@ struct NetFixture
     QString path(const QString& name) const { return dir.path() + QLatin1Char('/') + name; }
     QString https(const QString& file, bool selfSigned = false) const
     {
-        return QStringLiteral("https://127.0.0.1:%1%2").arg(selfSigned ? nginx.selfSignedPort : nginx.httpsPort).arg(file);
+        return QStringLiteral("https://127.0.0.1:%1%2")
+            .arg(selfSigned ? nginx.selfSignedPort : nginx.httpsPort)
+            .arg(file);
     }
 
     // Temporary download files left in a folder.

@@ -19,7 +19,12 @@ struct Call
     QString err = QStringLiteral("untouched");
 };
 
-enum class Kind { Memory, File, Post };
+enum class Kind
+{
+    Memory,
+    File,
+    Post
+};
 
 Call perform(Kind kind, const QString& url, const QString& path, const QByteArray& contentType, int ms)
 {
@@ -95,22 +100,24 @@ void TestHttpClient::calls_data()
     const int failed = RZBaseTask::RequestFailed;
     const int aborted = RZBaseTask::RequestAborted;
     const QString untouched = QStringLiteral("untouched");
-    QTest::newRow("memory") << Kind::Memory << "/text" << QByteArray() << 10000 << ok << QByteArray("hello") << untouched;
-    QTest::newRow("memory, 404") << Kind::Memory << "/missing" << QByteArray() << 10000 << failed << QByteArray("untouched")
-                                 << QStringLiteral("Not Found");
-    QTest::newRow("memory, relative redirect") << Kind::Memory << "/redirect-rel" << QByteArray() << 10000 << ok
-                                               << QByteArray("hello") << untouched;
-    QTest::newRow("memory, no time at all") << Kind::Memory << "/text" << QByteArray() << 0 << aborted
-                                            << QByteArray("untouched") << untouched;
-    QTest::newRow("memory, reset") << Kind::Memory << "/reset" << QByteArray() << 10000 << failed << QByteArray("untouched")
-                                   << QString();
-    QTest::newRow("file") << Kind::File << "/text" << QByteArray() << 10000 << ok << QByteArray("hello") << untouched;
-    QTest::newRow("file, only the last response") << Kind::File << "/moved-with-body" << QByteArray() << 10000 << ok
-                                                  << QByteArray("hello") << untouched;
-    QTest::newRow("file, 404 deletes the old file") << Kind::File << "/missing" << QByteArray() << 10000 << failed
-                                                    << QByteArray() << QStringLiteral("Not Found");
-    QTest::newRow("file, redirect to a 404") << Kind::File << "/redirect-404" << QByteArray() << -1 << failed << QByteArray()
-                                             << QStringLiteral("Not Found");
+    QTest::newRow("memory") << Kind::Memory << "/text" << QByteArray() << 10000 << ok << QByteArray("hello")
+                            << untouched;
+    QTest::newRow("memory, 404") << Kind::Memory << "/missing" << QByteArray() << 10000 << failed
+                                 << QByteArray("untouched") << QStringLiteral("Not Found");
+    QTest::newRow("memory, relative redirect")
+        << Kind::Memory << "/redirect-rel" << QByteArray() << 10000 << ok << QByteArray("hello") << untouched;
+    QTest::newRow("memory, no time at all")
+        << Kind::Memory << "/text" << QByteArray() << 0 << aborted << QByteArray("untouched") << untouched;
+    QTest::newRow("memory, reset") << Kind::Memory << "/reset" << QByteArray() << 10000 << failed
+                                   << QByteArray("untouched") << QString();
+    QTest::newRow("file") << Kind::File << "/text" << QByteArray() << 10000 << ok << QByteArray("hello")
+                          << untouched;
+    QTest::newRow("file, only the last response") << Kind::File << "/moved-with-body" << QByteArray() << 10000
+                                                  << ok << QByteArray("hello") << untouched;
+    QTest::newRow("file, 404 deletes the old file") << Kind::File << "/missing" << QByteArray() << 10000
+                                                    << failed << QByteArray() << QStringLiteral("Not Found");
+    QTest::newRow("file, redirect to a 404") << Kind::File << "/redirect-404" << QByteArray() << -1 << failed
+                                             << QByteArray() << QStringLiteral("Not Found");
     QTest::newRow("post, default type") << Kind::Post << "/echo" << QByteArray() << 10000 << ok
                                         << QByteArray("application/x-www-form-urlencoded|a=1") << untouched;
     QTest::newRow("post keeps its type") << Kind::Post << "/echo" << QByteArray("text/x-own") << 10000 << ok
@@ -147,7 +154,8 @@ void TestHttpClient::taskTexts()
     RZHttpClient client;
     QString err;
     const int seen = m_oNet.rude.count(QStringLiteral("/text"));
-    QCOMPARE(client.get(m_oNet.rude.url(QStringLiteral("/text")), m_oNet.path(QStringLiteral("no/such/dir/file")), err, 1000),
+    QCOMPARE(client.get(m_oNet.rude.url(QStringLiteral("/text")),
+                        m_oNet.path(QStringLiteral("no/such/dir/file")), err, 1000),
              int(RZBaseTask::RequestFailed));
     QVERIFY(!err.isEmpty());
     QCOMPARE(m_oNet.rude.count(QStringLiteral("/text")), seen);

@@ -12,7 +12,15 @@
 
 namespace {
 
-enum class Form { Get, Cbs, Post, PostMultipart, PostWithId, PostWithIdMultipart };
+enum class Form
+{
+    Get,
+    Cbs,
+    Post,
+    PostMultipart,
+    PostWithId,
+    PostWithIdMultipart
+};
 
 struct Outcome
 {
@@ -32,7 +40,8 @@ QHttpMultiPart* formData(QObject* parent)
 }
 
 // Sends one request in the given form and waits for its finished signal.
-Outcome run(Form form, const QString& url, const QString& id, const QString& body, const QByteArray& contentType)
+Outcome run(Form form, const QString& url, const QString& id, const QString& body,
+            const QByteArray& contentType)
 {
     RZNetwork net;
     QSignalSpy get(&net, &RZNetwork::HttpGetRequestFinished);
@@ -126,47 +135,52 @@ void TestNetwork::downloadOutcomes_data()
 {
     QTest::addColumn<QString>("url");
     QTest::addColumn<bool>("overwrite");
-    QTest::addColumn<QByteArray>("old");    // null: no file before
+    QTest::addColumn<QByteArray>("old"); // null: no file before
     QTest::addColumn<bool>("online");
     QTest::addColumn<bool>("ok");
-    QTest::addColumn<QByteArray>("after");  // null: the file served by nginx
-    QTest::addColumn<int>("requests");      // requests the in-test server sees for the address; -1: not asked
+    QTest::addColumn<QByteArray>("after"); // null: the file served by nginx
+    QTest::addColumn<int>("requests");     // requests the in-test server sees for the address; -1: not asked
     QTest::addColumn<QString>("logLine");
 
     const NetTestServer& rude = m_oNet.rude;
     const QByteArray old("OLD");
     const QByteArray none;
-    QTest::newRow("nginx") << m_oNet.nginx.url(QStringLiteral("/small.bin")) << true << old << true << true << none << -1
-                           << QStringLiteral("OnGetFinishedCode:200");
-    QTest::newRow("https, test CA") << m_oNet.https(QStringLiteral("/small.bin")) << true << old << true << true << none
-                                    << -1 << QString();
-    QTest::newRow("https, self-signed: verified") << m_oNet.https(QStringLiteral("/small.bin"), true) << true << old
-                                                  << true << false << old << -1 << QStringLiteral("******sslErrors******");
-    QTest::newRow("404 with a body") << rude.url(QStringLiteral("/missing")) << true << old << true << false << old << 1
-                                     << QStringLiteral("OnGetFinishedCode:404");
-    QTest::newRow("reset mid-body") << rude.url(QStringLiteral("/reset")) << true << old << true << false << old << -1
-                                    << QString();
-    QTest::newRow("absolute redirect") << rude.url(QStringLiteral("/redirect-abs")) << true << old << true << true
-                                       << QByteArray("hello") << 1 << QString();
-    QTest::newRow("3xx body stays at the head") << rude.url(QStringLiteral("/moved-with-body")) << true << old << true
-                                                << true << QByteArray("MOVEDhello") << 1 << QString();
-    QTest::newRow("relative redirect fails") << rude.url(QStringLiteral("/redirect-rel")) << true << old << true << false
-                                             << old << 1 << QStringLiteral("RelocationUrl ") + rude.url(QStringLiteral("/text"));
-    QTest::newRow("redirect to a 404") << rude.url(QStringLiteral("/redirect-404")) << true << old << true << false << old
-                                       << 1 << QString();
-    QTest::newRow("no overwrite: kept, not fetched") << rude.url(QStringLiteral("/text")) << false << old << true << true
-                                                     << old << 0 << QString();
-    QTest::newRow("no overwrite, empty file: fetched") << rude.url(QStringLiteral("/text")) << false << QByteArray("")
-                                                       << true << true << QByteArray("hello") << 1 << QString();
-    QTest::newRow("new file") << rude.url(QStringLiteral("/text")) << true << none << true << true << QByteArray("hello")
-                              << 1 << QStringLiteral("downloadUrl:") + rude.url(QStringLiteral("/text"));
+    QTest::newRow("nginx") << m_oNet.nginx.url(QStringLiteral("/small.bin")) << true << old << true << true
+                           << none << -1 << QStringLiteral("OnGetFinishedCode:200");
+    QTest::newRow("https, test CA") << m_oNet.https(QStringLiteral("/small.bin")) << true << old << true
+                                    << true << none << -1 << QString();
+    QTest::newRow("https, self-signed: verified")
+        << m_oNet.https(QStringLiteral("/small.bin"), true) << true << old << true << false << old << -1
+        << QStringLiteral("******sslErrors******");
+    QTest::newRow("404 with a body") << rude.url(QStringLiteral("/missing")) << true << old << true << false
+                                     << old << 1 << QStringLiteral("OnGetFinishedCode:404");
+    QTest::newRow("reset mid-body") << rude.url(QStringLiteral("/reset")) << true << old << true << false
+                                    << old << -1 << QString();
+    QTest::newRow("absolute redirect") << rude.url(QStringLiteral("/redirect-abs")) << true << old << true
+                                       << true << QByteArray("hello") << 1 << QString();
+    QTest::newRow("3xx body stays at the head") << rude.url(QStringLiteral("/moved-with-body")) << true << old
+                                                << true << true << QByteArray("MOVEDhello") << 1 << QString();
+    QTest::newRow("relative redirect fails")
+        << rude.url(QStringLiteral("/redirect-rel")) << true << old << true << false << old << 1
+        << QStringLiteral("RelocationUrl ") + rude.url(QStringLiteral("/text"));
+    QTest::newRow("redirect to a 404")
+        << rude.url(QStringLiteral("/redirect-404")) << true << old << true << false << old << 1 << QString();
+    QTest::newRow("no overwrite: kept, not fetched")
+        << rude.url(QStringLiteral("/text")) << false << old << true << true << old << 0 << QString();
+    QTest::newRow("no overwrite, empty file: fetched")
+        << rude.url(QStringLiteral("/text")) << false << QByteArray("") << true << true << QByteArray("hello")
+        << 1 << QString();
+    QTest::newRow("new file") << rude.url(QStringLiteral("/text")) << true << none << true << true
+                              << QByteArray("hello") << 1
+                              << QStringLiteral("downloadUrl:") + rude.url(QStringLiteral("/text"));
     QTest::newRow("empty url") << QString() << true << old << true << false << old << 0 << QString();
     // (the folder is made missing or read-only by the test, by these names)
-    QTest::newRow("missing folder") << rude.url(QStringLiteral("/text")) << true << none << true << false << none << 0
-                                    << QString();
-    QTest::newRow("read-only folder") << rude.url(QStringLiteral("/text")) << true << old << true << false << old << 0
-                                      << QString();
-    QTest::newRow("offline") << rude.url(QStringLiteral("/text")) << true << old << false << false << old << 0 << QString();
+    QTest::newRow("missing folder") << rude.url(QStringLiteral("/text")) << true << none << true << false
+                                    << none << 0 << QString();
+    QTest::newRow("read-only folder")
+        << rude.url(QStringLiteral("/text")) << true << old << true << false << old << 0 << QString();
+    QTest::newRow("offline") << rude.url(QStringLiteral("/text")) << true << old << false << false << old << 0
+                             << QString();
 }
 
 // Whatever happens, the final path holds the old file or the whole new one, and no temporary file stays.
@@ -184,8 +198,9 @@ void TestNetwork::downloadOutcomes()
     QTemporaryDir folder(m_oNet.path(QStringLiteral("out/XXXXXX")));
     const QString tag = QString::fromLatin1(QTest::currentDataTag());
     const QString target =
-        folder.path() + (tag == QLatin1String("missing folder") ? QStringLiteral("/no/such/folder") : QString())
-        + QStringLiteral("/target.bin");
+        folder.path() +
+        (tag == QLatin1String("missing folder") ? QStringLiteral("/no/such/folder") : QString()) +
+        QStringLiteral("/target.bin");
     if (!old.isNull())
         QVERIFY(RZNetPeers::writeFile(target, old));
     if (tag == QLatin1String("read-only folder")) {
@@ -208,7 +223,8 @@ void TestNetwork::downloadOutcomes()
     QCOMPARE(finished.at(0).at(1).toString(), target); // the path, success or not
     QCOMPARE(RZNetPeers::readFile(target), after.isNull() && ok ? m_oNet.small : after);
     QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QTRY_VERIFY2(NetFixture::leftovers(folder.path()).isEmpty(), qPrintable(NetFixture::leftovers(folder.path()).join(',')));
+    QTRY_VERIFY2(NetFixture::leftovers(folder.path()).isEmpty(),
+                 qPrintable(NetFixture::leftovers(folder.path()).join(',')));
     if (requests >= 0)
         QCOMPARE(m_oNet.rude.count(QUrl(url).path()) - seen, requests);
     if (!logLine.isEmpty())
@@ -226,31 +242,42 @@ void TestNetwork::textForms_data()
     QTest::addColumn<QVariantList>("args");
 
     const QString none;
-    QTest::newRow("get, no id") << Form::Get << "/text" << none << none << QByteArray() << "get" << QVariantList{true, "hello"};
-    QTest::newRow("get with id") << Form::Get << "/text" << "g1" << none << QByteArray() << "getWithId"
+    QTest::newRow("get, no id") << Form::Get << "/text" << none << none << QByteArray() << "get"
+                                << QVariantList{true, "hello"};
+    QTest::newRow("get with id") << Form::Get << "/text"
+                                 << "g1" << none << QByteArray() << "getWithId"
                                  << QVariantList{true, "hello", "g1"};
-    QTest::newRow("get 404") << Form::Get << "/missing" << "g2" << none << QByteArray() << "getWithId"
+    QTest::newRow("get 404") << Form::Get << "/missing"
+                             << "g2" << none << QByteArray() << "getWithId"
                              << QVariantList{false, "203:404:nothing here", "g2"};
-    QTest::newRow("get 3xx is no error") << Form::Get << "/redirect-abs" << none << none << QByteArray() << "get"
-                                         << QVariantList{true, ""};
-    QTest::newRow("cbs gives Location") << Form::Cbs << "/cbs" << "c1" << none << QByteArray() << "cbs"
+    QTest::newRow("get 3xx is no error")
+        << Form::Get << "/redirect-abs" << none << none << QByteArray() << "get" << QVariantList{true, ""};
+    QTest::newRow("cbs gives Location") << Form::Cbs << "/cbs"
+                                        << "c1" << none << QByteArray() << "cbs"
                                         << QVariantList{true, "https://landing.example.com/page?x=1", "c1"};
-    QTest::newRow("cbs failure") << Form::Cbs << "/missing" << "c2" << none << QByteArray() << "cbs"
+    QTest::newRow("cbs failure") << Form::Cbs << "/missing"
+                                 << "c2" << none << QByteArray() << "cbs"
                                  << QVariantList{false, "203:404", "c2"};
     QTest::newRow("post, default type") << Form::Post << "/echo" << none << "a=1" << QByteArray() << "post"
                                         << QVariantList{true, "application/x-www-form-urlencoded|a=1", ""};
-    QTest::newRow("post keeps its type") << Form::Post << "/echo" << none << "{}" << QByteArray("application/json")
-                                         << "post" << QVariantList{true, "application/json|{}", ""};
+    QTest::newRow("post keeps its type")
+        << Form::Post << "/echo" << none << "{}" << QByteArray("application/json") << "post"
+        << QVariantList{true, "application/json|{}", ""};
     QTest::newRow("post failure") << Form::Post << "/missing" << none << "a=1" << QByteArray() << "post"
                                   << QVariantList{false, "203:404", "nothing here"};
-    QTest::newRow("post with id") << Form::PostWithId << "/echo" << "p1" << "b=2" << QByteArray() << "postWithId"
+    QTest::newRow("post with id") << Form::PostWithId << "/echo"
+                                  << "p1"
+                                  << "b=2" << QByteArray() << "postWithId"
                                   << QVariantList{true, "application/x-www-form-urlencoded|b=2", "p1"};
-    QTest::newRow("post with id failure") << Form::PostWithId << "/missing" << "p2" << "b=2" << QByteArray() << "postWithId"
-                                          << QVariantList{false, "203:404:nothing here", "p2"};
+    QTest::newRow("post with id failure")
+        << Form::PostWithId << "/missing"
+        << "p2"
+        << "b=2" << QByteArray() << "postWithId" << QVariantList{false, "203:404:nothing here", "p2"};
     QTest::newRow("multi-part") << Form::PostMultipart << "/echo" << none << none << QByteArray() << "post"
                                 << QVariantList{true, "part-value", ""};
-    QTest::newRow("multi-part with id") << Form::PostWithIdMultipart << "/echo" << "m1" << none << QByteArray()
-                                        << "postWithId" << QVariantList{true, "part-value", "m1"};
+    QTest::newRow("multi-part with id")
+        << Form::PostWithIdMultipart << "/echo"
+        << "m1" << none << QByteArray() << "postWithId" << QVariantList{true, "part-value", "m1"};
 }
 
 void TestNetwork::textForms()
@@ -268,7 +295,8 @@ void TestNetwork::textForms()
     QCOMPARE(outcome.args.size(), args.size());
     for (int i = 0; i < args.size(); ++i) {
         if (form == Form::PostMultipart || form == Form::PostWithIdMultipart) // the body holds a boundary
-            QVERIFY2(outcome.args.at(i).toString().contains(args.at(i).toString()), qPrintable(outcome.args.at(i).toString()));
+            QVERIFY2(outcome.args.at(i).toString().contains(args.at(i).toString()),
+                     qPrintable(outcome.args.at(i).toString()));
         else
             QCOMPARE(outcome.args.at(i).toString(), args.at(i).toString());
     }
@@ -279,14 +307,15 @@ void TestNetwork::offlineAnswers_data()
     QTest::addColumn<Form>("form");
     QTest::addColumn<QString>("signal");
     QTest::addColumn<QVariantList>("args");
-    const QString offline = QStringLiteral(
-        "You computer seems to be offline,causing a connection error.Please check your connection and try again.");
+    const QString offline = QStringLiteral("You computer seems to be offline,causing a connection "
+                                           "error.Please check your connection and try again.");
     QTest::newRow("get with id") << Form::Get << "get" << QVariantList{false, "offLine"};
     QTest::newRow("cbs") << Form::Cbs << "cbs" << QVariantList{false, offline, "o1"};
     QTest::newRow("post") << Form::Post << "post" << QVariantList{false, "offLine", ""};
     QTest::newRow("multi-part post") << Form::PostMultipart << "post" << QVariantList{false, "offLine", ""};
     QTest::newRow("post with id") << Form::PostWithId << "postWithId" << QVariantList{false, "offLine", "o1"};
-    QTest::newRow("multi-part with id") << Form::PostWithIdMultipart << "postWithId" << QVariantList{false, "offLine", "o1"};
+    QTest::newRow("multi-part with id")
+        << Form::PostWithIdMultipart << "postWithId" << QVariantList{false, "offLine", "o1"};
 }
 
 // At once, inside the call, with no reply and nothing sent.
@@ -297,8 +326,8 @@ void TestNetwork::offlineAnswers()
     QFETCH(QVariantList, args);
     m_oNet.online = false;
     const int seen = m_oNet.rude.count(QStringLiteral("/echo"));
-    const Outcome outcome = run(form, m_oNet.rude.url(QStringLiteral("/echo")), QStringLiteral("o1"), QStringLiteral("x"),
-                                QByteArray());
+    const Outcome outcome = run(form, m_oNet.rude.url(QStringLiteral("/echo")), QStringLiteral("o1"),
+                                QStringLiteral("x"), QByteArray());
     QCOMPARE(outcome.signal, signal);
     QCOMPARE(outcome.args, args);
     QVERIFY(!outcome.returnedReply);
@@ -325,11 +354,12 @@ void TestNetwork::certificates()
     RZNetPeers::writeFile(m_oNet.path(QStringLiteral("www/hello.txt")), "hello over TLS");
     m_oNet.log->sink->clear();
     RZNetwork::setPeerVerifyDisabled(verifyDisabled);
-    const Outcome outcome = run(Form::Get, m_oNet.https(QStringLiteral("/hello.txt"), selfSigned), QString(), QString(),
-                                QByteArray());
+    const Outcome outcome = run(Form::Get, m_oNet.https(QStringLiteral("/hello.txt"), selfSigned), QString(),
+                                QString(), QByteArray());
     RZNetwork::setPeerVerifyDisabled(false);
     QCOMPARE(outcome.args.value(0).toBool(), ok);
-    QCOMPARE(outcome.args.value(1).toString(), ok ? QStringLiteral("hello over TLS") : QStringLiteral("6:0:"));
+    QCOMPARE(outcome.args.value(1).toString(),
+             ok ? QStringLiteral("hello over TLS") : QStringLiteral("6:0:"));
     QCOMPARE(m_oNet.logged(QStringLiteral("******sslErrors******")), !ok);
     QCOMPARE(m_oNet.logged(QStringLiteral("sslErrcoed:")), !ok);
 }
@@ -347,8 +377,10 @@ void TestNetwork::timeLimitSetUp()
     QVERIFY(unlimited && !unlimited->findChild<FReplyTimeOut*>());
 
     const QString target = m_oNet.path(QStringLiteral("out/limit.bin"));
-    net.HttpGetRequest(QUrl(m_oNet.rude.url(QStringLiteral("/silent?limited"))), target, RZDataIO::FileData, true, 1);
-    net.HttpGetRequest(QUrl(m_oNet.rude.url(QStringLiteral("/silent?unlimited"))), target + '2', RZDataIO::FileData, true, 0);
+    net.HttpGetRequest(QUrl(m_oNet.rude.url(QStringLiteral("/silent?limited"))), target, RZDataIO::FileData,
+                       true, 1);
+    net.HttpGetRequest(QUrl(m_oNet.rude.url(QStringLiteral("/silent?unlimited"))), target + '2',
+                       RZDataIO::FileData, true, 0);
     const QList<QNetworkReply*> replies = RZNetwork::GetNetManager()->findChildren<QNetworkReply*>();
     int downloads = 0;
     for (QNetworkReply* reply : replies) {
@@ -390,7 +422,8 @@ void TestNetwork::waitForNetworkFinished()
     bool ok = false;
     QString result;
     const QString target = m_oNet.path(QStringLiteral("out/waited.bin"));
-    net.HttpGetRequest(QUrl(m_oNet.nginx.url(QStringLiteral("/small.bin"))), target, RZDataIO::FileData, true, 0);
+    net.HttpGetRequest(QUrl(m_oNet.nginx.url(QStringLiteral("/small.bin"))), target, RZDataIO::FileData, true,
+                       0);
     QCOMPARE(RZNetwork::WaitForNetworkFinished(net, ok, result, 15000), 0);
     QVERIFY(ok);
     QCOMPARE(result, target);

@@ -40,20 +40,25 @@ static QStringList* recordMarkers(RZNetwork& net, QStringList* markers)
     QObject::connect(&net, &RZNetwork::HttpGetRequestFinished, [markers](bool ok, const QString& text) {
         *markers << QStringLiteral("get %1 %2").arg(ok).arg(text);
     });
-    QObject::connect(&net, &RZNetwork::HttpGetRequestFinishedWithId, [markers](bool ok, const QString& text, const QString& id) {
-        *markers << QStringLiteral("get %1 %2 %3").arg(ok).arg(text, id);
-    });
-    QObject::connect(&net, &RZNetwork::HttpCBSGetRequestFinished, [markers](bool ok, const QString& text, const QString& id) {
-        *markers << QStringLiteral("cbs %1 %2 %3").arg(ok).arg(text, id);
-    });
-    QObject::connect(&net, &RZNetwork::HttpPostRequestFinished, [markers](bool ok, const QString& a, const QString& b) {
-        *markers << QStringLiteral("post %1 %2 %3").arg(ok).arg(a, b);
-    });
-    QObject::connect(&net, &RZNetwork::HttpPostRequestFinishedWithId, [markers](bool ok, const QString& text, const QString& id) {
-        *markers << QStringLiteral("post %1 %2 %3").arg(ok).arg(text, id);
-    });
+    QObject::connect(&net, &RZNetwork::HttpGetRequestFinishedWithId,
+                     [markers](bool ok, const QString& text, const QString& id) {
+                         *markers << QStringLiteral("get %1 %2 %3").arg(ok).arg(text, id);
+                     });
+    QObject::connect(&net, &RZNetwork::HttpCBSGetRequestFinished,
+                     [markers](bool ok, const QString& text, const QString& id) {
+                         *markers << QStringLiteral("cbs %1 %2 %3").arg(ok).arg(text, id);
+                     });
+    QObject::connect(&net, &RZNetwork::HttpPostRequestFinished,
+                     [markers](bool ok, const QString& a, const QString& b) {
+                         *markers << QStringLiteral("post %1 %2 %3").arg(ok).arg(a, b);
+                     });
+    QObject::connect(&net, &RZNetwork::HttpPostRequestFinishedWithId,
+                     [markers](bool ok, const QString& text, const QString& id) {
+                         *markers << QStringLiteral("post %1 %2 %3").arg(ok).arg(text, id);
+                     });
     QObject::connect(&net, &RZNetwork::sigTimeOut, [markers] { *markers << QStringLiteral("timeout"); });
-    QObject::connect(&net, &RZNetwork::sigTimeOutWithId, [markers](const QString& id) { *markers << "timeout " + id; });
+    QObject::connect(&net, &RZNetwork::sigTimeOutWithId,
+                     [markers](const QString& id) { *markers << "timeout " + id; });
     return markers;
 }
 
@@ -169,8 +174,10 @@ void TestNetworkRealtime::cancelOneOfTwo()
     QSignalSpy secondDone(&second, &RZNetwork::HttpGetRequestFinished);
     QCOMPARE(RZNetwork::GetNetManager(), RZNetwork::GetNetManager());
     const QString url = m_oNet.rude.url(QStringLiteral("/drip?n=5&every=100"));
-    first.HttpGetRequest(QUrl(url), m_oNet.path(QStringLiteral("out/first.bin")), RZDataIO::FileData, true, 0);
-    second.HttpGetRequest(QUrl(url), m_oNet.path(QStringLiteral("out/second.bin")), RZDataIO::FileData, true, 0);
+    first.HttpGetRequest(QUrl(url), m_oNet.path(QStringLiteral("out/first.bin")), RZDataIO::FileData, true,
+                         0);
+    second.HttpGetRequest(QUrl(url), m_oNet.path(QStringLiteral("out/second.bin")), RZDataIO::FileData, true,
+                          0);
     first.CancelAllRequest();
     QCOMPARE(firstDone.size(), 1);
     QCOMPARE(firstDone.at(0).at(0).toBool(), false);
@@ -187,7 +194,8 @@ void TestNetworkRealtime::clientLimits_data()
     QTest::addColumn<int>("result");
     // The limit covers the whole call: every redirect, and data that keeps arriving.
     QTest::newRow("redirect loop") << "/loop" << 300 << int(RZBaseTask::RequestAborted);
-    QTest::newRow("drip longer than the limit") << "/drip?n=5&every=100" << 250 << int(RZBaseTask::RequestAborted);
+    QTest::newRow("drip longer than the limit")
+        << "/drip?n=5&every=100" << 250 << int(RZBaseTask::RequestAborted);
     QTest::newRow("no limit") << "/drip?n=2&every=100" << -1 << int(RZBaseTask::RequestSucceeded);
 }
 

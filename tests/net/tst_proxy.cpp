@@ -121,7 +121,8 @@ void TestProxy::loadClamps()
         config.SetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Mode"), mode);
         config.SetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Type"), type);
     };
-    config.SetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Server"), QStringLiteral("proxy.example.com"));
+    config.SetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Server"),
+                       QStringLiteral("proxy.example.com"));
     config.SetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Port"), 3128);
     config.SetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Password"), QStringLiteral("pw"));
     store(7, 1);
@@ -142,23 +143,27 @@ void TestProxy::updateRules_data()
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("server");
     QTest::addColumn<int>("port");
-    QTest::addColumn<QString>("applied");   // the application proxy afterwards; empty: as it was
-    QTest::addColumn<bool>("told");         // observers told, and the proxy in effect is the value
+    QTest::addColumn<QString>("applied"); // the application proxy afterwards; empty: as it was
+    QTest::addColumn<bool>("told");       // observers told, and the proxy in effect is the value
     QTest::addColumn<QString>("warning");
 
-    QTest::newRow("scheme stripped") << 2 << 0 << "http://proxy.example.com" << 8080 << "3 proxy.example.com:8080" << true
-                                     << QString();
-    QTest::newRow("SOCKS5, type 1") << 2 << 1 << "socks.example.com" << 1080 << "1 socks.example.com:1080" << true
-                                    << QString();
-    QTest::newRow("SOCKS5, type 2") << 2 << 2 << "socks.example.com" << 1080 << "1 socks.example.com:1080" << true
-                                    << QString();
+    QTest::newRow("scheme stripped") << 2 << 0 << "http://proxy.example.com" << 8080
+                                     << "3 proxy.example.com:8080" << true << QString();
+    QTest::newRow("SOCKS5, type 1") << 2 << 1 << "socks.example.com" << 1080 << "1 socks.example.com:1080"
+                                    << true << QString();
+    QTest::newRow("SOCKS5, type 2") << 2 << 2 << "socks.example.com" << 1080 << "1 socks.example.com:1080"
+                                    << true << QString();
     // The text is cut by position, not parsed: "host:port" loses its host.
-    QTest::newRow("host:port") << 2 << 0 << "proxy.example.com:8080" << 8080 << "3 80:8080" << true << QString();
-    QTest::newRow("port 0: recorded, not applied") << 2 << 0 << "proxy.example.com" << 0 << QString() << true << QString();
+    QTest::newRow("host:port") << 2 << 0 << "proxy.example.com:8080" << 8080 << "3 80:8080" << true
+                               << QString();
+    QTest::newRow("port 0: recorded, not applied")
+        << 2 << 0 << "proxy.example.com" << 0 << QString() << true << QString();
     QTest::newRow("port 65536") << 2 << 0 << "proxy.example.com" << 65536 << QString() << true << QString();
     QTest::newRow("empty server: nothing") << 2 << 0 << QString() << 8080 << QString() << false << QString();
-    QTest::newRow("mode 5") << 5 << 0 << "proxy.example.com" << 8080 << QString() << false << "mode = 5, type = 0";
-    QTest::newRow("type -1") << 2 << -1 << "proxy.example.com" << 8080 << QString() << false << "mode = 2, type = -1";
+    QTest::newRow("mode 5") << 5 << 0 << "proxy.example.com" << 8080 << QString() << false
+                            << "mode = 5, type = 0";
+    QTest::newRow("type -1") << 2 << -1 << "proxy.example.com" << 8080 << QString() << false
+                             << "mode = 2, type = -1";
 }
 
 void TestProxy::updateRules()
@@ -173,7 +178,8 @@ void TestProxy::updateRules()
 
     const QString before = describe(QNetworkProxy::applicationProxy());
     const _ProxyInfo effectiveBefore = proxies()->getProxyInfo();
-    const _ProxyInfo info = proxyInfo(mode, type, server, port, QStringLiteral("user"), QStringLiteral("s3cret"));
+    const _ProxyInfo info =
+        proxyInfo(mode, type, server, port, QStringLiteral("user"), QStringLiteral("s3cret"));
     proxies()->setProxyInfo(info, true);
 
     QCOMPARE(describe(QNetworkProxy::applicationProxy()), applied.isEmpty() ? before : applied);
@@ -181,9 +187,11 @@ void TestProxy::updateRules()
     QCOMPARE(describe(proxies()->getProxyInfo()), describe(told ? info : effectiveBefore));
     QCOMPARE(describe(proxies()->getSourceProxyInfo()), describe(info));
     // Saved whatever was applied, the password beside the other keys; never in the log.
-    QCOMPARE(RZConfig::Instance().GetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Mode")).toInt(), mode);
-    QCOMPARE(RZConfig::Instance().GetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Password")).toString(),
-             QStringLiteral("s3cret"));
+    QCOMPARE(RZConfig::Instance().GetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Mode")).toInt(),
+             mode);
+    QCOMPARE(
+        RZConfig::Instance().GetAppValue(QStringLiteral("ProxyInfo"), QStringLiteral("Password")).toString(),
+        QStringLiteral("s3cret"));
     if (warning.isEmpty())
         QVERIFY(m_oNet.logged(QStringLiteral("strUser: user, strPassword: ***")));
     else
@@ -196,9 +204,9 @@ void TestProxy::systemProxy()
 {
     const QByteArray saved = qgetenv("all_proxy");
     qputenv("all_proxy", "socks5://127.0.0.1:1080");
-    proxies()->setProxyInfo(proxyInfo(1, 0, QStringLiteral("ignored.example.com"), 1, QStringLiteral("u"),
-                                      QStringLiteral("p")),
-                            false);
+    proxies()->setProxyInfo(
+        proxyInfo(1, 0, QStringLiteral("ignored.example.com"), 1, QStringLiteral("u"), QStringLiteral("p")),
+        false);
     QCOMPARE(describe(proxies()->getProxyInfo()), QStringLiteral("1/2/127.0.0.1/1080/u/p"));
     QCOMPARE(m_oObserver.calls, 1);
     QCOMPARE(m_oObserver.last.nType, 2);
@@ -225,10 +233,16 @@ void TestProxy::throughRealProxies_data()
     QTest::addColumn<QString>("password");
     QTest::addColumn<QString>("given"); // the password the application uses
     QTest::newRow("tinyproxy") << false << QString() << QString() << QString();
-    QTest::newRow("tinyproxy, Basic authentication") << false << "rz" << "pw1" << "pw1";
-    QTest::newRow("tinyproxy, wrong password") << false << "rz" << "pw1" << "nope";
+    QTest::newRow("tinyproxy, Basic authentication") << false << "rz"
+                                                     << "pw1"
+                                                     << "pw1";
+    QTest::newRow("tinyproxy, wrong password") << false << "rz"
+                                               << "pw1"
+                                               << "nope";
     QTest::newRow("microsocks") << true << QString() << QString() << QString();
-    QTest::newRow("microsocks, user and password") << true << "rz" << "pw2" << "pw2";
+    QTest::newRow("microsocks, user and password") << true << "rz"
+                                                   << "pw2"
+                                                   << "pw2";
 }
 
 // Both request paths follow the application proxy; the proxy sees the request; a stopped proxy
@@ -243,11 +257,13 @@ void TestProxy::throughRealProxies()
     RZNetPeers::TinyProxy tinyproxy;
     RZNetPeers::MicroSocks microsocks;
     QString error;
-    const bool started = socks ? microsocks.start(user, password, &error)
-                               : tinyproxy.start(m_oNet.path(QStringLiteral("nginx")), user, password, &error);
+    const bool started = socks
+                             ? microsocks.start(user, password, &error)
+                             : tinyproxy.start(m_oNet.path(QStringLiteral("nginx")), user, password, &error);
     QVERIFY2(started, qPrintable(error));
     const quint16 port = socks ? microsocks.port : tinyproxy.port;
-    proxies()->setProxyInfo(proxyInfo(2, socks ? 2 : 0, QStringLiteral("127.0.0.1"), port, user, given), false);
+    proxies()->setProxyInfo(proxyInfo(2, socks ? 2 : 0, QStringLiteral("127.0.0.1"), port, user, given),
+                            false);
 
     // Named by the host name: Qt sends requests for loopback addresses past any proxy.
     const QString url = m_oNet.nginx.hostNameUrl(QStringLiteral("/hello.txt"));
@@ -261,7 +277,8 @@ void TestProxy::throughRealProxies()
     RZHttpClient client;
     QByteArray data;
     QString err;
-    QCOMPARE(client.get(url, data, err, 10000), int(accepted ? RZBaseTask::RequestSucceeded : RZBaseTask::RequestFailed));
+    QCOMPARE(client.get(url, data, err, 10000),
+             int(accepted ? RZBaseTask::RequestSucceeded : RZBaseTask::RequestFailed));
     if (accepted)
         QCOMPARE(data, QByteArray("hello via proxy"));
     const QString where = QStringLiteral("%1:%2").arg(m_oNet.nginx.hostName).arg(m_oNet.nginx.hostNamePort);
@@ -273,7 +290,8 @@ void TestProxy::throughRealProxies()
     net.HttpGetRequest(request, QString(), 0);
     QVERIFY(caught(finished));
     QCOMPARE(finished.at(0).at(0).toBool(), false);
-    QVERIFY2(finished.at(0).at(1).toString().endsWith(QLatin1String(":0:")), qPrintable(finished.at(0).at(1).toString()));
+    QVERIFY2(finished.at(0).at(1).toString().endsWith(QLatin1String(":0:")),
+             qPrintable(finished.at(0).at(1).toString()));
     QCOMPARE(client.get(url, data, err, 10000), int(RZBaseTask::RequestFailed));
 }
 

@@ -21,8 +21,8 @@ int errorLines(const RZTestLogSink& sink, const char* text)
 {
     int count = 0;
     for (const RZTestLogSink::Record& record : sink.records())
-        if (record.message == text && record.level == RZBaseLog::LogLevel::error
-            && record.function == "RZDomainNameServicePrivate::domainName")
+        if (record.message == text && record.level == RZBaseLog::LogLevel::error &&
+            record.function == "RZDomainNameServicePrivate::domainName")
             ++count;
     return count;
 }
@@ -105,18 +105,21 @@ void TestUrlHelpers::composedAddresses_data()
     QTest::newRow("tracking, then its own marker") << Helper(&RZEventTrackingUrlHelper::defaultServerUrl)
                                                    << "https://analytics.example.net:8106/sa?project=%1"
                                                    << "https://analytics.example.net:8106/sa?project=%1";
-    QTest::newRow("jump keeps the caller's markers") << Helper(&RZProductUrlHelper::supportCenterJumpLinkWithVersion)
-                                                     << "http://go.example.org/go.php?pid=%1&m=cm&custom=%2"
-                                                     << "http://go.example.net/go.php?pid=%1&m=cm&custom=%2";
+    QTest::newRow("jump keeps the caller's markers")
+        << Helper(&RZProductUrlHelper::supportCenterJumpLinkWithVersion)
+        << "http://go.example.org/go.php?pid=%1&m=cm&custom=%2"
+        << "http://go.example.net/go.php?pid=%1&m=cm&custom=%2";
     QTest::newRow("jump with a fixed pid") << Helper(&RZProductUrlHelper::buyPageWithImportFileFail)
                                            << "http://go.example.org/go.php?pid=3223&m=db"
                                            << "http://go.example.net/go.php?pid=3223&m=db";
     QTest::newRow("fixed host") << Helper(&RZProductUrlHelper::homePage) << "https://www.example.com"
                                 << "https://www.example.com";
-    QTest::newRow("fixed, with a fixed query") << Helper(&RZUserDetaiInfoUrlHelper::getUserTagCollectControlUrl)
-                                               << "https://product-api.example.com/v1/product/%1?app_id=example-app-id&sign=example-sign"
-                                               << "https://product-api.example.com/v1/product/%1?app_id=example-app-id&sign=example-sign";
-    QTest::newRow("sentinel") << Helper(&RZThirdPartyUrlHelper::closeUrl) << "http://close/" << "http://close/";
+    QTest::newRow("fixed, with a fixed query")
+        << Helper(&RZUserDetaiInfoUrlHelper::getUserTagCollectControlUrl)
+        << "https://product-api.example.com/v1/product/%1?app_id=example-app-id&sign=example-sign"
+        << "https://product-api.example.com/v1/product/%1?app_id=example-app-id&sign=example-sign";
+    QTest::newRow("sentinel") << Helper(&RZThirdPartyUrlHelper::closeUrl) << "http://close/"
+                              << "http://close/";
 }
 
 void TestUrlHelpers::composedAddresses()
@@ -137,13 +140,18 @@ void TestUrlHelpers::cbsRewrite_data()
     QTest::addColumn<QString>("cbsDomain");
     QTest::addColumn<QString>("url");
     QTest::addColumn<QString>("result");
-    QTest::newRow("default host kept") << "go.example.org" << "http://go.example.org/go.php?pid=1"
+    QTest::newRow("default host kept") << "go.example.org"
+                                       << "http://go.example.org/go.php?pid=1"
                                        << "http://go.example.org/go.php?pid=1";
-    QTest::newRow("moved, every occurrence") << "cbs.example.net" << "http://go.example.org/go.php?r=go.example.org"
+    QTest::newRow("moved, every occurrence") << "cbs.example.net"
+                                             << "http://go.example.org/go.php?r=go.example.org"
                                              << "http://cbs.example.net/go.php?r=cbs.example.net";
-    QTest::newRow("another host untouched") << "cbs.example.net" << "http://other.example.org/go.php"
+    QTest::newRow("another host untouched") << "cbs.example.net"
+                                            << "http://other.example.org/go.php"
                                             << "http://other.example.org/go.php";
-    QTest::newRow("case-sensitive") << "cbs.example.net" << "http://GO.EXAMPLE.ORG/go.php" << "http://GO.EXAMPLE.ORG/go.php";
+    QTest::newRow("case-sensitive") << "cbs.example.net"
+                                    << "http://GO.EXAMPLE.ORG/go.php"
+                                    << "http://GO.EXAMPLE.ORG/go.php";
     QTest::newRow("empty") << "cbs.example.net" << QString() << QString();
 }
 

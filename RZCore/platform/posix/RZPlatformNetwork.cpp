@@ -17,8 +17,8 @@ bool internetConnectedState(std::uint32_t* flags, std::uint32_t* lastError)
     bool connected = false;
     for (const QNetworkInterface& iface : interfaces) {
         const QNetworkInterface::InterfaceFlags state = iface.flags();
-        if (!(state & QNetworkInterface::IsUp) || !(state & QNetworkInterface::IsRunning)
-            || (state & QNetworkInterface::IsLoopBack))
+        if (!(state & QNetworkInterface::IsUp) || !(state & QNetworkInterface::IsRunning) ||
+            (state & QNetworkInterface::IsLoopBack))
             continue;
         const QList<QNetworkAddressEntry> entries = iface.addressEntries();
         for (const QNetworkAddressEntry& entry : entries) {
