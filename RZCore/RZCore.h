@@ -18,6 +18,14 @@
 #include <RZCore/config/RZConfigKeys.h>
 #include <RZCore/config/RZRegistryInfo.h>
 
+// network and web addresses
+#include <RZCore/net/RZDomainNameService.h>
+#include <RZCore/net/RZHttpClient.h>
+#include <RZCore/net/RZNetwork.h>
+#include <RZCore/net/RZNetworkProxy.h>
+#include <RZCore/net/RZTokenHelper.h>
+#include <RZCore/net/RZUrlHelper.h>
+
 // logging
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>

@@ -147,6 +147,7 @@ RZConfig::RZConfig()
         RZLOG_WARN("configuration directory (application information 14) is not set");
     InitAppSettings();
     InitCaddyMsgSetting();
+    LoadLocalHtmlConfig();
     m_bAppCrashed =
         GetAppValue(QStringLiteral("APP_CRASH"), QStringLiteral("APP_CRASH"), QVariant()).toBool();
     m_bFirstStart = !(GetUserState() & 0x1);
@@ -166,6 +167,7 @@ RZConfig::RZConfig()
 
 RZConfig::~RZConfig()
 {
+    waitForLocalHtmlTasks(); // each reports to this object
     quit();
     wait(QDeadlineTimer(QDeadlineTimer::Forever));
     // The thread has synced and deleted both settings objects; the lock orders this after it.

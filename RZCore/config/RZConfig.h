@@ -19,6 +19,7 @@
 #include <RZCore/RZCoreExport.h>
 
 #include <QHash>
+#include <QJsonObject>
 #include <QMap>
 #include <QReadWriteLock>
 #include <QSemaphore>
@@ -107,6 +108,28 @@ public:
     static QString GetCinveraOutputDirectory();
     static QString GetCinveraVobRepairDirectory();
     static QString GetCinveraLosslessDirectory();
+
+    // ---- the local HTML package ------------------------------------------------------------------
+    // "Config.json" in the configuration directory describes it and is read once, at construction;
+    // the package itself lies unpacked in "LocalHtml" beside it, with its version in "LocalHtml/version".
+    // Comparing the wanted with the unpacked version and calling DownloadLocalHtml is the host's part.
+
+    // The package's address; empty when "Config.json" names none.
+    QString GetLocalHtmlDownloadUrl() const;
+    // The wanted package version / the base configuration's version; "1.0.0" when not given.
+    QString GetLocalHtmlVersion() const;
+    QString GetBaseConfigVersion() const;
+    // The text of "LocalHtml/version"; empty while no package is unpacked.
+    QString GetLocalHtmlFileVersion() const;
+    // The page's switches in "Config.json": on only for the text "1". Local login also needs an
+    // unpacked package and no "LOCALLOGIN_DISABLE" override in the settings.
+    bool IsEnableCheckoutPopup(const QString& key) const;
+    bool IsEnableLocalLogin(const QString& key) const;
+    // Downloads the package to "LocalHtmlZip" on the calling thread's RZNetwork (so: the main
+    // thread) and unpacks it on a pool thread. The package on disk is replaced whole or not at all;
+    // the outcome arrives as sigLocalHtmlExtracted on this object's thread. False for an empty URL
+    // (the outcome, false, is still raised).
+    bool DownloadLocalHtml(const QString& url);
 
     // ---- "Cinvera.ini" ---------------------------------------------------------------------------
 
@@ -342,14 +365,26 @@ public:
     void setCheckThemeIsFunc(std::function<bool()> check);
     bool getIsExpandThemeResource() const;
 
+signals:
+    // The package download's progress, forwarded from its RZNetwork.
+    void sigLocalHtmlDownloadProgress(qint64 received, qint64 total);
+    // The package was unpacked and put in place (true), or the one on disk stayed (false).
+    void sigLocalHtmlExtracted(bool ok);
+
 protected:
     void run() override;
+
+private slots:
+    void slotExtractLocalHtml(bool ok, const QString& path);
 
 private:
     RZConfig();
     ~RZConfig() override;
     Q_DISABLE_COPY(RZConfig)
 
+    void LoadLocalHtmlConfig();
+    void extractLocalHtml(const QString& archive, const QString& directory);
+    void waitForLocalHtmlTasks();
     void InitAppSettings();
     void InitCaddyMsgSetting();
     void checkExceptLockIni(const QString& path);
@@ -385,6 +420,9 @@ private:
     QHash<QString, QMap<QString, QVariant>> m_oAppCache;
     mutable QReadWriteLock m_oCaddyLock{QReadWriteLock::NonRecursive};
     QMap<QString, QMap<QString, QVariant>> m_oCaddyCache;
+    // "Config.json" as read at construction; read-only afterwards.
+    QJsonObject m_oBaseConfig;
+    QJsonObject m_oLocalHtmlConfig;
 
     bool m_bSubProcess = false;
     bool m_bAppCrashed = false;

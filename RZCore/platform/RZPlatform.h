@@ -148,3 +148,16 @@ RZCORE_EXPORT void releaseInstanceLock(void* handle);
 RZCORE_EXPORT std::string instanceLockLocation(const std::string& utf8Name);
 
 } // namespace RZPlatform
+
+namespace RZPlatform {
+
+// ---- network (the request manager's offline test) ----------------------------------------------
+
+// Whether the machine has a network connection at all. Windows: InternetGetConnectedState, with
+// `flags` as its flags word (the caller presets it) and `lastError` from GetLastError when it says
+// no. POSIX: some interface other than loopback that is up and running and holds an address beyond
+// link-local; `flags` becomes 0x02 (a LAN connection) when one is found and 0 otherwise, and
+// `lastError` the errno of a failed interface query (0 when the query worked).
+RZCORE_EXPORT bool internetConnectedState(std::uint32_t* flags, std::uint32_t* lastError);
+
+} // namespace RZPlatform

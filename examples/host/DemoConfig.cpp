@@ -40,6 +40,7 @@ void demoConfig(DemoContext& /*context*/)
     IRZAppInfo::getInstance()->setValue(14, storeDir().path());
     IRZAppInfo::getInstance()->setValue(16, storeDir().path() + QStringLiteral("/documents"));
     std::atexit(&printStoreFile);
+    demoNetworkPrepareStore(storeDir().path());
 
     RZConfig& config = RZConfig::Instance();
     demoSay(QStringLiteral("store folder: %1 (a copy of the embedded default on first start)")

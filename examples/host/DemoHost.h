@@ -51,3 +51,6 @@ void demoPrepareLocale(DemoContext& context);
 void demoLocale(DemoContext& context);
 // The window of --gui / --window; returns when it is closed.
 int demoWindow(DemoContext& context);
+// Writes the "Config.json" the network section uses into the store's folder, before the store is built.
+void demoNetworkPrepareStore(const QString& directory);
+void demoNetwork(DemoContext& context);
