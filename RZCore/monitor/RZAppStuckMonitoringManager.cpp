@@ -5,6 +5,7 @@
 #include <RZCore/events/RZCustomEvents.h>
 #include <RZCore/files/RZDir.h>
 #include <RZCore/log/RZBaseLog.h>
+#include <RZCore/util/RZHappensBefore_p.h>
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -17,6 +18,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 namespace {
@@ -37,6 +39,48 @@ constexpr int kLastDumpSecond = 7;
 constexpr int kLevelNameBytes = 254;
 
 std::atomic<RZAppStuckMonitoringManager*> g_pInstance{nullptr};
+
+// The beat, posted by the main thread to the heartbeat timer, and the time break, posted by the
+// suspend detector to the manager. Posted as events made before the hand-over is marked, so that
+// ThreadSanitizer sees everything the receiver reads.
+QEvent::Type beatEventType()
+{
+    static const QEvent::Type type = static_cast<QEvent::Type>(QEvent::registerEventType());
+    return type;
+}
+
+QEvent::Type timeBreakEventType()
+{
+    static const QEvent::Type type = static_cast<QEvent::Type>(QEvent::registerEventType());
+    return type;
+}
+
+void postMarked(QObject* receiver, QEvent::Type type)
+{
+    auto* event = new QEvent(type);
+    RZHappensBefore::handedOver(event);
+    QCoreApplication::postEvent(receiver, event);
+}
+
+// The watchdog thread's 1000 ms timer, which also takes the beats of the main thread.
+class RZHeartbeatTimer : public QTimer
+{
+public:
+    explicit RZHeartbeatTimer(std::function<void()> onBeat) : m_fnOnBeat(std::move(onBeat)) {}
+
+protected:
+    bool event(QEvent* event) override
+    {
+        RZHappensBefore::received(event); // before anything of an event from another thread is read
+        if (event->type() != beatEventType())
+            return QTimer::event(event);
+        m_fnOnBeat();
+        return true;
+    }
+
+private:
+    std::function<void()> m_fnOnBeat;
+};
 
 QString& latestStackName()
 {
@@ -111,6 +155,7 @@ RZAppStuckMonitoringManager::~RZAppStuckMonitoringManager()
     m_oListeners.clear();
     quit();
     wait();
+    RZHappensBefore::received(this); // Qt's join is invisible to ThreadSanitizer
     RZAppStuckMonitoringManager* self = this;
     g_pInstance.compare_exchange_strong(self, nullptr);
 }
@@ -181,11 +226,22 @@ void RZAppStuckMonitoringManager::init()
         m_oListeners.push_back(RZCustomEventDispatcher::listen<RequstObjectStack>(
             this, &RZAppStuckMonitoringManager::getCurrentStackName));
     }
+    RZHappensBefore::handedOver(this); // Qt's thread start is invisible to ThreadSanitizer
     start(QThread::InheritPriority);
+}
+
+bool RZAppStuckMonitoringManager::event(QEvent* event)
+{
+    RZHappensBefore::received(event); // before anything of an event from another thread is read
+    if (event->type() != timeBreakEventType())
+        return QThread::event(event);
+    timeBreak();
+    return true;
 }
 
 void RZAppStuckMonitoringManager::run()
 {
+    RZHappensBefore::received(this);
     const qint64 now = RZMonitorClock::now();
     m_oLastTick.startAt(now);
     m_oBeatWindow.startAt(now);
@@ -194,7 +250,7 @@ void RZAppStuckMonitoringManager::run()
     m_oWakeTimer.start();
 
     // Made here, so that they live on this thread. Precise: each firing is one second of a freeze.
-    auto* heartbeat = new QTimer;
+    auto* heartbeat = new RZHeartbeatTimer([this] { onHeartBeat(); });
     heartbeat->setTimerType(Qt::PreciseTimer);
     connect(heartbeat, &QTimer::timeout, heartbeat, [this] { timeToCacheMiniDump(); });
     heartbeat->start(kBeatTimeout);
@@ -209,6 +265,7 @@ void RZAppStuckMonitoringManager::run()
 
     m_pHeartbeatTimer.store(nullptr, std::memory_order_release);
     delete heartbeat;
+    RZHappensBefore::handedOver(this);
 }
 
 // ---- the node stack, main thread --------------------------------------------------------------------
@@ -220,6 +277,8 @@ void RZAppStuckMonitoringManager::startMonite(QObject* object, QEvent* event)
         m_oIgnoredObjects.insert(object);
         return;
     }
+    // An event posted from another thread was made there; Qt's queue is invisible to ThreadSanitizer.
+    RZHappensBefore::received(event);
     const qint64 now = RZMonitorClock::now();
     m_oLastTick.startAt(now);
     const ObjectInfo& info = getObjectInfo(object);
@@ -383,7 +442,7 @@ const RZAppStuckMonitoringManager::ObjectInfo& RZAppStuckMonitoringManager::getO
 void RZAppStuckMonitoringManager::sendHeartBeat()
 {
     if (QTimer* heartbeat = m_pHeartbeatTimer.load(std::memory_order_acquire))
-        QMetaObject::invokeMethod(heartbeat, [this] { onHeartBeat(); });
+        postMarked(heartbeat, beatEventType()); // runs onHeartBeat on the watchdog thread
     if (m_oCacheCleanTimer.elapsed() > kCachePurge) {
         m_oCacheCleanTimer.start();
         for (auto it = m_oObjectCache.begin(); it != m_oObjectCache.end();) {
@@ -439,7 +498,7 @@ void RZAppStuckMonitoringManager::detectWakeUp(QTimer* localTimer)
     // Time spent writing dumps must not look like a suspend.
     if (elapsed - m_nDumpTime.load(std::memory_order_relaxed) >= kSuspendGap) {
         RZLOG_DEBUG("Wake up after program suspend!");
-        QMetaObject::invokeMethod(this, &RZAppStuckMonitoringManager::timeBreak, Qt::QueuedConnection);
+        postMarked(this, timeBreakEventType()); // timeBreak on the main thread
         const qint64 duration = elapsed - kWakeTickInterval;
         if (duration <= kLongestCappedSuspend)
             addTo(m_nSuspendDurationCapped, duration);

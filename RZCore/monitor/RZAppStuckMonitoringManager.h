@@ -87,6 +87,8 @@ public:
 
 protected:
     void run() override;
+    // Takes the time break that the suspend detector posts to the main thread.
+    bool event(QEvent* event) override;
 
 private:
     void init();

@@ -5,6 +5,7 @@
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/util/RZHappensBefore_p.h>
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
 
@@ -12,6 +13,24 @@
 #include <limits>
 
 namespace {
+
+// One record on its way to the worker. Made, record and all, before the hand-over is marked, so that
+// ThreadSanitizer sees the worker's reads ordered after the copy.
+class RZStuckInfoPost : public QEvent
+{
+public:
+    static QEvent::Type postType()
+    {
+        static const QEvent::Type type = static_cast<QEvent::Type>(QEvent::registerEventType());
+        return type;
+    }
+
+    explicit RZStuckInfoPost(const RZStuckInfo& record) : QEvent(postType()), info(record) {}
+    // Also deleted unread, by Qt, when the worker goes first.
+    ~RZStuckInfoPost() override { RZHappensBefore::received(this); }
+
+    const RZStuckInfo info;
+};
 
 QString stuckFilePath(const RZStuckFileType& type)
 {
@@ -120,9 +139,17 @@ bool RZStuckInfoWorker::isEnabled() const
     return m_bEnabled;
 }
 
+bool RZStuckInfoWorker::event(QEvent* event)
+{
+    RZHappensBefore::received(event); // before anything of an event from another thread is read
+    if (event->type() != RZStuckInfoPost::postType())
+        return QObject::event(event);
+    writeInfo(static_cast<RZStuckInfoPost*>(event)->info);
+    return true;
+}
+
 void RZStuckInfoWorker::writeInfo(RZStuckInfo info)
 {
-    RZHappensBefore::received(this);
     std::lock_guard<std::mutex> lock(m_oMutex);
     if (!m_pWriter || m_strFilePath.isEmpty() || !m_bEnabled)
         return;
@@ -159,8 +186,10 @@ void RZStuckLog::setEnabled(bool enabled)
 
 void RZStuckLog::record(const RZStuckInfo& info)
 {
-    RZHappensBefore::handedOver(m_pWorker);
-    QMetaObject::invokeMethod(m_pWorker, "writeInfo", Q_ARG(RZStuckInfo, info));
+    // A queued call of writeInfo on the worker's thread.
+    auto* post = new RZStuckInfoPost(info);
+    RZHappensBefore::handedOver(post);
+    QCoreApplication::postEvent(m_pWorker, post);
 }
 
 // ---- RZLogRunTime ---------------------------------------------------------------------------------

@@ -80,6 +80,10 @@ public:
 public slots:
     void writeInfo(RZStuckInfo info);
 
+protected:
+    // Takes the records RZStuckLog::record posts.
+    bool event(QEvent* event) override;
+
 private:
     QThread m_oThread;
     mutable std::mutex m_oMutex; // guards the three below

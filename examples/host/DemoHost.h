@@ -16,6 +16,9 @@ public:
     // The protected start and quit lists of the application object, run by the host.
     void start() { init(); }
     void stop() { unInit(); }
+
+    // Announces every delivery of the main thread to the freeze monitors (DemoMonitor.cpp).
+    bool notify(QObject* receiver, QEvent* event) override;
 };
 
 struct DemoContext
@@ -38,3 +41,4 @@ void demoIpc(DemoContext& context);
 int demoIpcHelper(int argc, char** argv);
 void demoEvents(DemoContext& context);
 void demoLogSinks(DemoContext& context);
+void demoMonitor(DemoContext& context);

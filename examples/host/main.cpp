@@ -45,6 +45,7 @@ int main(int argc, char** argv)
     demoIpc(context);
     demoEvents(context);
     demoLogSinks(context);
+    demoMonitor(context);
 
     demoSection("shutdown");
     app.stop();

@@ -69,8 +69,9 @@ public:
     }
 };
 
-Q_NEVER_INLINE void blockUntilDumped(const std::atomic<bool>& dumped)
+Q_NEVER_INLINE void blockUntilDumped(std::atomic<bool>& blocked, const std::atomic<bool>& dumped)
 {
+    blocked.store(true);
     while (!dumped.load())
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
 }
@@ -171,13 +172,16 @@ void tst_FreezeWatchdog::dumpShowsTheFrozenStack()
     info.processName = "tst_freezewatchdog";
     info.freezeName = "seam";
     info.freezeSecond = 5;
+    std::atomic<bool> blocked{false};
     std::atomic<bool> dumped{false};
     bool written = false;
     std::thread writer([&] {
+        while (!blocked.load())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         written = RZPlatform::writeFreezeDump(path, info);
         dumped.store(true);
     });
-    blockUntilDumped(dumped);
+    blockUntilDumped(blocked, dumped);
     writer.join();
     QVERIFY(written);
 
