@@ -128,6 +128,7 @@ RZAppStuckMonitoringManager::RZAppStuckMonitoringManager(QObject* parent) : QThr
     g_pInstance.compare_exchange_strong(none, this);
 
     m_pTickTimer = new QTimer(this);
+    m_oNodes.reserve(32);
     const qint64 now = RZMonitorClock::now();
     m_oLastTick.startAt(now);
     m_oBeatWindow.startAt(now);
@@ -184,8 +185,8 @@ QStringList RZAppStuckMonitoringManager::freezeNames() const
 
 int RZAppStuckMonitoringManager::openDeliveryCount() const
 {
-    std::shared_lock<std::shared_mutex> lock(m_oNodeLock);
-    return static_cast<int>(m_oNodes.size());
+    std::lock_guard<std::mutex> lock(m_oNodeLock);
+    return static_cast<int>(m_nDepth);
 }
 
 QString RZAppStuckMonitoringManager::dumpDirectory() const
@@ -281,34 +282,38 @@ void RZAppStuckMonitoringManager::startMonite(QObject* object, QEvent* event)
     RZHappensBefore::received(event);
     const qint64 now = RZMonitorClock::now();
     m_oLastTick.startAt(now);
-    const ObjectInfo& info = getObjectInfo(object);
-    std::unique_lock<std::shared_mutex> lock(m_oNodeLock);
-    m_oNodes.emplace_back();
-    StuckNode& node = m_oNodes.back();
-    static_cast<ObjectInfo&>(node) = info;
+    std::lock_guard<std::mutex> lock(m_oNodeLock);
+    if (m_nDepth == m_oNodes.size())
+        m_oNodes.emplace_back();
+    StuckNode& node = m_oNodes[m_nDepth++];
+    if (!object || node.object.data() != object)
+        static_cast<ObjectInfo&>(node) = getObjectInfo(object);
     node.eventType = event ? static_cast<int>(event->type()) : 0;
     node.timer.startAt(now);
-    latestStackName() = node.levelName;
+    node.broken = false;
+    QString& latest = latestStackName();
+    if (!latest.isSharedWith(node.levelName))
+        latest = node.levelName;
 }
 
 void RZAppStuckMonitoringManager::stopMonite(QObject* object, QEvent*)
 {
     if (m_oIgnoredObjects.contains(object))
         return;
-    std::unique_lock<std::shared_mutex> lock(m_oNodeLock);
+    std::unique_lock<std::mutex> lock(m_oNodeLock);
     const qint64 now = RZMonitorClock::now();
     m_oLastTick.startAt(now);
-    if (m_oNodes.empty())
+    if (m_nDepth == 0)
         return;
-    // Always the innermost node, whichever object ended.
-    m_oLastNode = std::move(m_oNodes.back());
-    m_oNodes.pop_back();
-    const std::size_t depth = m_oNodes.size();
-    if (m_oLastNode.timer.elapsedAt(now) < thresholdForDepth(depth) || isWakeupSecond())
+    // Always the innermost node, whichever object ended. It stays in its slot: with no delivery open,
+    // slot 0 is the one that ended last.
+    const std::size_t depth = --m_nDepth;
+    const StuckNode& ended = m_oNodes[depth];
+    if (ended.timer.elapsedAt(now) < thresholdForDepth(depth) || isWakeupSecond())
         return;
     // Among nested deliveries only the outermost unbroken one adds to the totals.
-    const bool counted = !m_oLastNode.broken && (m_oNodes.empty() || m_oNodes.back().broken);
-    const StuckNode node = m_oLastNode;
+    const bool counted = !ended.broken && (depth == 0 || m_oNodes[depth - 1].broken);
+    const StuckNode node = ended;
     lock.unlock();
     reportStuck(node, counted);
 }
@@ -319,9 +324,9 @@ void RZAppStuckMonitoringManager::timeBreak()
     // run a nested loop, so their time is cut here.
     std::vector<std::pair<StuckNode, bool>> reports;
     {
-        std::unique_lock<std::shared_mutex> lock(m_oNodeLock);
+        std::lock_guard<std::mutex> lock(m_oNodeLock);
         const qint64 now = RZMonitorClock::now();
-        for (std::size_t i = m_oNodes.size(); i-- > 0;) {
+        for (std::size_t i = m_nDepth; i-- > 0;) {
             StuckNode& node = m_oNodes[i];
             if (node.timer.elapsedAt(now) > kBreakReport && !isWakeupSecond())
                 reports.emplace_back(node, i == 0);
@@ -352,18 +357,19 @@ void RZAppStuckMonitoringManager::reportStuck(const StuckNode& node, bool counte
 
 bool RZAppStuckMonitoringManager::getBackStuckNode(StuckNode& node) const
 {
-    std::shared_lock<std::shared_mutex> lock(m_oNodeLock);
-    if (m_oNodes.empty()) {
-        node = m_oLastNode;
+    std::lock_guard<std::mutex> lock(m_oNodeLock);
+    if (m_nDepth == 0) {
+        // The delivery that ended last, or none ever did.
+        node = m_oNodes.empty() ? StuckNode() : m_oNodes.front();
         return false;
     }
-    node = m_oNodes.back();
+    node = m_oNodes[m_nDepth - 1];
     return true;
 }
 
 void RZAppStuckMonitoringManager::getCurrentStackName(QString& name)
 {
-    name = m_oNodes.empty() ? QStringLiteral("NO STACK") : m_oNodes.back().shortName;
+    name = m_nDepth == 0 ? QStringLiteral("NO STACK") : m_oNodes[m_nDepth - 1].shortName;
 }
 
 void RZAppStuckMonitoringManager::sendSummary()

@@ -29,7 +29,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <shared_mutex>
 #include <vector>
 
 class QEvent;
@@ -122,10 +121,13 @@ private:
     std::vector<RZCustomEventListener*> m_oListeners; // deleted first in the destructor
     QString m_strProcessName;
 
-    // the node stack, written on the main thread, read by the watchdog
-    mutable std::shared_mutex m_oNodeLock;
-    std::vector<StuckNode> m_oNodes; // innermost last
-    StuckNode m_oLastNode;
+    // The node stack, written on the main thread, read by the watchdog now and then: a plain mutex.
+    // Slots keep their contents when a delivery ends: [0, m_nDepth) are the open deliveries, innermost
+    // last, and while none is open slot 0 is the delivery that ended last. A slot that the same object
+    // takes again keeps its names, so a delivery copies no text.
+    mutable std::mutex m_oNodeLock;
+    std::vector<StuckNode> m_oNodes;
+    std::size_t m_nDepth = 0;
 
     // watchdog thread
     std::atomic<QTimer*> m_pHeartbeatTimer{nullptr};
