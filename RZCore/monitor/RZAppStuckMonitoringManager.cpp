@@ -129,12 +129,7 @@ RZAppStuckMonitoringManager::RZAppStuckMonitoringManager(QObject* parent) : QThr
 
     m_pTickTimer = new QTimer(this);
     m_oNodes.reserve(32);
-    const qint64 now = RZMonitorClock::now();
-    m_oLastTick.startAt(now);
-    m_oBeatWindow.startAt(now);
-    m_oCacheCleanTimer.startAt(now);
-    m_oRunTimer.startAt(now);
-    m_oWakeTimer.start();
+    restartClocks();
     resolveDumpDirectory();
     connect(m_pTickTimer, &QTimer::timeout, this, &RZAppStuckMonitoringManager::timeBreak);
 
@@ -240,15 +235,20 @@ bool RZAppStuckMonitoringManager::event(QEvent* event)
     return true;
 }
 
-void RZAppStuckMonitoringManager::run()
+void RZAppStuckMonitoringManager::restartClocks()
 {
-    RZHappensBefore::received(this);
     const qint64 now = RZMonitorClock::now();
     m_oLastTick.startAt(now);
     m_oBeatWindow.startAt(now);
     m_oCacheCleanTimer.startAt(now);
     m_oRunTimer.startAt(now);
     m_oWakeTimer.start();
+}
+
+void RZAppStuckMonitoringManager::run()
+{
+    RZHappensBefore::received(this);
+    restartClocks();
 
     // Made here, so that they live on this thread. Precise: each firing is one second of a freeze.
     auto* heartbeat = new RZHeartbeatTimer([this] { onHeartBeat(); });

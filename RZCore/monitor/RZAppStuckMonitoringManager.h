@@ -111,6 +111,7 @@ private:
     void snapShot(const QString& path);
     void timeToCacheMiniDump();
     void resolveDumpDirectory();
+    void restartClocks();
 
     // main thread
     QTimer* m_pTickTimer = nullptr;

@@ -50,13 +50,9 @@ class tst_AppStuckMonitoring : public QObject
 private slots:
     void init();
     void cleanup();
-    void exclusiveTime_data();
-    void exclusiveTime();
+    void deliveries_data();
+    void deliveries();
     void perHourRates();
-    void closeWithDeliveryOpen();
-    void nestedLoopOutlivesDelivery_data();
-    void nestedLoopOutlivesDelivery();
-    void restartMode();
     void probe_data();
     void probe();
     void modalDialog_data();
@@ -80,68 +76,68 @@ void tst_AppStuckMonitoring::cleanup()
     m_pClock.reset();
 }
 
-void tst_AppStuckMonitoring::exclusiveTime_data()
+void tst_AppStuckMonitoring::deliveries_data()
 {
-    QTest::addColumn<qint64>("threshold");
-    QTest::addColumn<qint64>("nonexclusive");
-    QTest::addColumn<qint64>("inNestedLoop");
+    // Steps: oN open with threshold N, b / e a delivery begins / ends, +N N ms pass, l / L a nested loop
+    // is announced / ends, x close, r restart mode.
+    QTest::addColumn<QString>("steps");
     QTest::addColumn<int>("count");
     QTest::addColumn<qint64>("duration");
-    QTest::addColumn<QString>("line");
+    QTest::addColumn<QStringList>("lines"); // logged after the opening line
 
-    QTest::newRow("one below") << 1000LL << 999LL << 0LL << 0 << 0LL << QString();
-    QTest::newRow("exactly the threshold") << 1000LL << 1000LL << 0LL << 1 << 1000LL
-                                           << "Event-Unexclusive 1000 Event-Exclusive 1000, Suspend-Unexclusive 0";
-    QTest::newRow("nested loop subtracted") << 1000LL << 1500LL << 600LL << 0 << 0LL << QString();
-    QTest::newRow("what is left is stuck") << 1000LL << 1700LL << 600LL << 1 << 1100LL
-                                           << "Event-Unexclusive 1700 Event-Exclusive 1100, Suspend-Unexclusive 600";
-    QTest::newRow("thirty minutes") << 1000LL << 1800000LL << 0LL << 1 << 1800000LL
-                                    << "Event-Unexclusive 1800000 Event-Exclusive 1800000, Suspend-Unexclusive 0";
-    QTest::newRow("one past thirty minutes") << 1000LL << 1800001LL << 0LL << 0 << 0LL
-                                             << "Event-Unexclusive 1800001 Event-Exclusive 1800001, Suspend-Unexclusive 0|"
-                                                "out max duration";
-    QTest::newRow("the host's threshold") << 50LL << 50LL << 0LL << 1 << 50LL
-                                          << "Event-Unexclusive 50 Event-Exclusive 50, Suspend-Unexclusive 0";
+    const auto stuck = [](int all, int exclusive, int loop) {
+        return QStringLiteral("Event-Unexclusive %1 Event-Exclusive %2, Suspend-Unexclusive %3").arg(all).arg(exclusive).arg(loop);
+    };
+    QTest::newRow("one below") << "o1000 b +999 e" << 0 << 0LL << QStringList();
+    QTest::newRow("exactly the threshold") << "o1000 b +1000 e" << 1 << 1000LL << QStringList{stuck(1000, 1000, 0)};
+    QTest::newRow("the host's threshold") << "o50 b +50 e" << 1 << 50LL << QStringList{stuck(50, 50, 0)};
+    QTest::newRow("nested loop subtracted") << "o1000 b l +600 L +900 e" << 0 << 0LL << QStringList();
+    QTest::newRow("what is left is stuck") << "o1000 b l +600 L +1100 e" << 1 << 1100LL << QStringList{stuck(1700, 1100, 600)};
+    QTest::newRow("thirty minutes") << "o1000 b +1800000 e" << 1 << 1800000LL << QStringList{stuck(1800000, 1800000, 0)};
+    QTest::newRow("one past thirty minutes")
+        << "o1000 b +1800001 e" << 0 << 0LL << QStringList{stuck(1800001, 1800001, 0), "out max duration"};
+    QTest::newRow("closed with a delivery open: still recorded, then nothing")
+        << "o1000 b +500 x +700 e b +5000 e" << 1 << 1200LL << QStringList{"close Monitoring", stuck(1200, 1200, 0)};
+    QTest::newRow("a loop open at the end keeps its time for the next")
+        << "o1000 b l +300 L l e b +1200 e" << 0 << 0LL << QStringList();
+    QTest::newRow("a loop closed at the end drops it") << "o1000 b l +300 L e b +1200 e" << 1 << 1200LL << QStringList{stuck(1200, 1200, 0)};
+    QTest::newRow("restart mode: every outermost end starts afresh")
+        << "o1000 b +1500 e r b +2000 e" << 0 << 0LL << QStringList{stuck(1500, 1500, 0), "send Restart Event", stuck(2000, 2000, 0)};
+    QTest::newRow("an end without a begin is ignored") << "o1000 e b +1000 e" << 1 << 1000LL << QStringList{stuck(1000, 1000, 0)};
 }
 
-void tst_AppStuckMonitoring::exclusiveTime()
+void tst_AppStuckMonitoring::deliveries()
 {
-    QFETCH(qint64, threshold);
-    QFETCH(qint64, nonexclusive);
-    QFETCH(qint64, inNestedLoop);
+    QFETCH(QString, steps);
     QFETCH(int, count);
     QFETCH(qint64, duration);
-    QFETCH(QString, line);
+    QFETCH(QStringList, lines);
 
     RZAppStuckMonitoring monitor;
-    monitor.openMonitoring(threshold);
-    begin(&m_oTarget);
-    if (inNestedLoop > 0) {
-        nestedLoop(true);
-        DrivenClock::advanceMs(inNestedLoop);
-        nestedLoop(false);
+    for (const QString& step : steps.split(QLatin1Char(' '))) {
+        const qint64 n = step.mid(1).toLongLong();
+        switch (step.at(0).toLatin1()) {
+        case 'o': monitor.openMonitoring(n); break;
+        case 'b': begin(&m_oTarget); break;
+        case 'e': end(&m_oTarget); break;
+        case '+': DrivenClock::advanceMs(n); break;
+        case 'l': nestedLoop(true); break;
+        case 'L': nestedLoop(false); break;
+        case 'x': monitor.closeMonitoring(); break;
+        case 'r': monitor.sendRestartEvent(); break;
+        }
     }
-    DrivenClock::advanceMs(nonexclusive - inNestedLoop);
-    end(&m_oTarget);
-
     QCOMPARE(monitor.getTotalStuckCount(), count);
     QCOMPARE(monitor.getTotalStuckDuration(), duration);
-    const QStringList lines = messages(*m_pLog->sink);
-    QCOMPARE(lines.first(), QStringLiteral("open Monitoring, nStuckThreshold = %1").arg(threshold));
-    QCOMPARE(lines.mid(1), line.isEmpty() ? QStringList() : line.split(QLatin1Char('|')));
-    if (line.endsWith(QLatin1String("out max duration")))
-        QCOMPARE(m_pLog->sink->records().back().level, RZBaseLog::LogLevel::error);
+    QCOMPARE(messages(*m_pLog->sink).mid(1), lines);
 }
 
 void tst_AppStuckMonitoring::perHourRates()
 {
-    RZAppStuckMonitoring never;
-    QVERIFY(!std::isfinite(never.getPerHourStuckCount()));
-
     RZAppStuckMonitoring monitor;
+    QVERIFY(!std::isfinite(monitor.getPerHourStuckCount())); // never opened
     monitor.openMonitoring(1000);
-    QVERIFY(!std::isfinite(monitor.getPerHourStuckCount()));
-    QVERIFY(!std::isfinite(monitor.getPerHourStuckDuration()));
+    QVERIFY(!std::isfinite(monitor.getPerHourStuckDuration())); // nothing monitored yet
 
     begin(&m_oTarget);
     DrivenClock::advanceMs(3000);
@@ -150,86 +146,11 @@ void tst_AppStuckMonitoring::perHourRates()
     // Half an hour monitored, one stall of three seconds.
     QCOMPARE(monitor.getPerHourStuckCount(), 2.0);
     QCOMPARE(monitor.getPerHourStuckDuration(), 6000.0);
-    QCOMPARE(monitor.totalMonitoringDuration(), 1800000LL);
-}
-
-void tst_AppStuckMonitoring::closeWithDeliveryOpen()
-{
-    RZAppStuckMonitoring monitor;
-    monitor.openMonitoring(1000);
-    begin(&m_oTarget);
-    DrivenClock::advanceMs(500);
-    monitor.closeMonitoring();
-    DrivenClock::advanceMs(700);
-    end(&m_oTarget); // still recorded
-    QCOMPARE(monitor.getTotalStuckCount(), 1);
-    QCOMPARE(monitor.getTotalStuckDuration(), 1200LL);
-
-    begin(&m_oTarget); // not measured any more
-    DrivenClock::advanceMs(5000);
-    end(&m_oTarget);
-    QCOMPARE(monitor.getTotalStuckCount(), 1);
-    QVERIFY(!monitor.isMonitoring());
-
-    // The clock of monitored time is not restarted: a second close counts the stretch again.
-    RZAppStuckMonitoring twice;
-    twice.openMonitoring(1000);
+    // Closing does not restart the clock of monitored time: a second close counts the stretch again.
     DrivenClock::advanceMs(1000);
-    twice.closeMonitoring();
-    twice.closeMonitoring();
-    QCOMPARE(twice.totalMonitoringDuration(), 2000LL);
-}
-
-void tst_AppStuckMonitoring::nestedLoopOutlivesDelivery_data()
-{
-    QTest::addColumn<bool>("loopStillOpen");
-    QTest::addColumn<int>("count");
-    // The second delivery takes 1200 ms, 300 ms of nested loop were gathered in the first.
-    QTest::newRow("loop open at the end: its time is kept") << true << 0;
-    QTest::newRow("loop closed: its time is dropped") << false << 1;
-}
-
-void tst_AppStuckMonitoring::nestedLoopOutlivesDelivery()
-{
-    QFETCH(bool, loopStillOpen);
-    QFETCH(int, count);
-
-    RZAppStuckMonitoring monitor;
-    monitor.openMonitoring(1000);
-    begin(&m_oTarget);
-    nestedLoop(true);
-    DrivenClock::advanceMs(300);
-    nestedLoop(false);
-    if (loopStillOpen)
-        nestedLoop(true);
-    end(&m_oTarget);
-
-    begin(&m_oTarget);
-    DrivenClock::advanceMs(1200);
-    end(&m_oTarget);
-    QCOMPARE(monitor.getTotalStuckCount(), count);
-}
-
-void tst_AppStuckMonitoring::restartMode()
-{
-    RZAppStuckMonitoring monitor;
-    monitor.openMonitoring(1000);
-    begin(&m_oTarget);
-    DrivenClock::advanceMs(1500);
-    end(&m_oTarget);
-    QCOMPARE(monitor.getTotalStuckCount(), 1);
-
-    monitor.sendRestartEvent();
-    for (int i = 0; i < 2; ++i) {
-        // Counted, then cleared at the end of every outermost delivery.
-        begin(&m_oTarget);
-        DrivenClock::advanceMs(2000);
-        end(&m_oTarget);
-        QCOMPARE(monitor.getTotalStuckCount(), 0);
-        QCOMPARE(monitor.getTotalStuckDuration(), 0LL);
-        QCOMPARE(monitor.totalMonitoringDuration(), 0LL);
-    }
-    QVERIFY(messages(*m_pLog->sink).contains(QStringLiteral("send Restart Event")));
+    monitor.closeMonitoring();
+    monitor.closeMonitoring();
+    QCOMPARE(monitor.totalMonitoringDuration(), 1800000LL + 2000);
 }
 
 void tst_AppStuckMonitoring::probe_data()

@@ -10,11 +10,14 @@
 #include <QDate>
 #include <QTemporaryDir>
 
+#include <memory>
+
 namespace {
 
-const char kHeader[] = "recordTime, eventType, nonexclusive, exclusive, subNonexclusive, suspendTime, parentClassNames \n";
+const QString kHeader = QStringLiteral(
+    "recordTime, eventType, nonexclusive, exclusive, subNonexclusive, suspendTime, parentClassNames \n");
 
-RZStuckInfo info(const QString& time, const QString& parents = QStringLiteral("MainWindow<"))
+RZStuckInfo info(const QString& time)
 {
     RZStuckInfo record;
     record.recordTime = time;
@@ -22,14 +25,13 @@ RZStuckInfo info(const QString& time, const QString& parents = QStringLiteral("M
     record.nonexclusive = 1500;
     record.exclusive = 1200;
     record.subNonexclusive = 300;
-    record.suspendTime = 0;
-    record.parentClassNames = parents;
+    record.parentClassNames = QStringLiteral("MainWindow<");
     return record;
 }
 
-QString row(const QString& time, const QString& parents = QStringLiteral("MainWindow<"))
+QString row(const QString& time)
 {
-    return time + QStringLiteral(",MouseButtonPress,1500,1200,300,0,") + parents + QLatin1Char('\n');
+    return time + QStringLiteral(",MouseButtonPress,1500,1200,300,0,MainWindow<\n");
 }
 
 // Returns once the worker has handled everything posted before.
@@ -47,15 +49,13 @@ class tst_StuckLog : public QObject
 private slots:
     void initTestCase();
     void init();
-    void headerOnceAcrossTwoRuns();
-    void dropped_data();
-    void dropped();
+    void records_data();
+    void records();
     void logRunTime_data();
     void logRunTime();
 
 private:
     QString todaysFile() const;
-    QString contents() const;
 
     QTemporaryDir m_oDir;
 };
@@ -78,65 +78,39 @@ QString tst_StuckLog::todaysFile() const
            + QDate::currentDate().toString(QStringLiteral("yyyy_MM_dd")) + QStringLiteral(".csv");
 }
 
-QString tst_StuckLog::contents() const
+void tst_StuckLog::records_data()
 {
-    QFile file(todaysFile());
-    return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()) : QString();
+    // Steps: fN setFileType(N), wX record X, off / on setEnabled, next a new run of the process.
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QString>("expected"); // the file, or no file for an empty text
+    QTest::newRow("header once across two runs of a day, a comma is not quoted")
+        << "f1 w10:00 w10:01,5 next f1 w11:00" << QString(kHeader + row("10:00") + row("10:01,5") + row("11:00"));
+    QTest::newRow("dropped before setFileType") << "wdropped f1 wkept" << QString(kHeader + row("kept"));
+    QTest::newRow("dropped while disabled, never written later") << "f1 off wdropped on wkept" << QString(kHeader + row("kept"));
+    QTest::newRow("kind 0: no file") << "f0 wkept" << QString();
 }
 
-void tst_StuckLog::headerOnceAcrossTwoRuns()
+void tst_StuckLog::records()
 {
-    {
-        RZStuckLog log;
-        log.setFileType(RZStuckFileExcel);
-        QCOMPARE(log.worker()->filePath(), todaysFile());
-        log.record(info(QStringLiteral("10:00:01")));
-        // A comma in a field is not quoted: it shifts the columns.
-        log.record(info(QStringLiteral("10:00:02"), QStringLiteral("Panel<Main,Window<")));
-        settle(log);
-    }
-    RZStuckLog again; // the same day, a new run
-    again.setFileType(RZStuckFileExcel);
-    again.record(info(QStringLiteral("11:00:00")));
-    settle(again);
-    QCOMPARE(contents(), QString::fromLatin1(kHeader) + row(QStringLiteral("10:00:01"))
-                             + row(QStringLiteral("10:00:02"), QStringLiteral("Panel<Main,Window<"))
-                             + row(QStringLiteral("11:00:00")));
-}
-
-void tst_StuckLog::dropped_data()
-{
-    QTest::addColumn<QString>("situation");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("before setFileType") << "early" << QString::fromLatin1(kHeader) + row(QStringLiteral("kept"));
-    QTest::newRow("while disabled, never written later") << "disabled" << QString::fromLatin1(kHeader) + row(QStringLiteral("kept"));
-    QTest::newRow("kind 0: no file") << "kind 0" << QString();
-}
-
-void tst_StuckLog::dropped()
-{
-    QFETCH(QString, situation);
+    QFETCH(QString, steps);
     QFETCH(QString, expected);
 
-    RZStuckLog log;
-    if (situation == QLatin1String("early")) {
-        log.record(info(QStringLiteral("dropped")));
-        settle(log);
-        log.setFileType(RZStuckFileExcel);
-    } else if (situation == QLatin1String("disabled")) {
-        log.setFileType(RZStuckFileExcel);
-        log.setEnabled(false);
-        log.record(info(QStringLiteral("dropped")));
-        settle(log);
-        log.setEnabled(true);
-    } else {
-        log.setFileType(0);
-        QVERIFY(log.worker()->filePath().isEmpty());
+    auto log = std::make_unique<RZStuckLog>();
+    for (const QString& step : steps.split(QLatin1Char(' '))) {
+        if (step == QLatin1String("next"))
+            log = std::make_unique<RZStuckLog>();
+        else if (step == QLatin1String("off") || step == QLatin1String("on"))
+            log->setEnabled(step == QLatin1String("on"));
+        else if (step.startsWith(QLatin1Char('f')))
+            log->setFileType(step.mid(1).toInt());
+        else
+            log->record(info(step.mid(1)));
+        // Each step is handled before the next: "while disabled" means what the worker saw.
+        settle(*log);
     }
-    log.record(info(QStringLiteral("kept")));
-    settle(log);
-    QCOMPARE(contents(), expected);
-    QCOMPARE(QFile::exists(todaysFile()), !expected.isEmpty());
+    QCOMPARE(log->worker()->filePath(), expected.isEmpty() ? QString() : todaysFile());
+    QFile file(todaysFile());
+    QCOMPARE(file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()) : QString(), expected);
 }
 
 void tst_StuckLog::logRunTime_data()

@@ -65,7 +65,6 @@ private slots:
     void init();
     void limitPerDepth_data();
     void limitPerDepth();
-    void onlyOutermostUnbrokenCounts();
     void timeBreaksInModalDialog();
     void levelName_data();
     void levelName();
@@ -192,24 +191,6 @@ void tst_StuckMonitoringManager::limitPerDepth()
         outer.pop_back();
     }
     QCOMPARE(m_pManager->openDeliveryCount(), 0);
-}
-
-void tst_StuckMonitoringManager::onlyOutermostUnbrokenCounts()
-{
-    const int before = m_pManager->stuckCount();
-    QObject outer;
-    QObject inner;
-    begin(&outer);
-    begin(&inner);
-    DrivenClock::advanceMs(1500);
-    end(&inner); // reported, not counted
-    DrivenClock::advanceMs(100);
-    end(&outer);
-    QCOMPARE(debugLines().filter(QStringLiteral("STUCK--")).size(), 2);
-    const QStringList reports = m_oReports.take();
-    QCOMPARE(reports.size(), 1);
-    QVERIFY(reports.first().startsWith(QStringLiteral("1600|")));
-    QCOMPARE(m_pManager->stuckCount(), before + 1);
 }
 
 void tst_StuckMonitoringManager::timeBreaksInModalDialog()
