@@ -3,7 +3,9 @@
 // event monitor and the watchdog's node stack), beside the same notify without them, on a stream of
 // posted events to one object and to the objects of a deep tree. The pairs run in alternating rounds in
 // one process and the summary gives the nanoseconds added per delivery, each round's and their median.
-// Also: a performance scoper outside any region beside an empty scope.
+// A third notify sends two events of other names to three listeners that do nothing: what the event bus
+// itself costs, so that the monitors' own share shows. Also: a performance scoper outside any region
+// beside an empty scope.
 
 #include <RZCore/app/RZAppInfo.h>
 #include <RZCore/app/RZApplication.h>
@@ -25,6 +27,10 @@
 #include <string>
 #include <vector>
 
+// The same payload as the begin and end events, under names no monitor listens to.
+RZ_CUSTOM_EVENT(BenchBeginNotify, QObject*, QEvent*);
+RZ_CUSTOM_EVENT(BenchEndNotify, QObject*, QEvent*);
+
 namespace {
 
 constexpr int kRounds = 5;
@@ -38,13 +44,24 @@ public:
     using RZApplication::init;
     using RZApplication::unInit;
 
-    bool monitored = false;
+    enum Mode
+    {
+        Plain,
+        BusOnly,
+        Monitored
+    } mode = Plain;
 
     // The host's notify, as the README shows it.
     bool notify(QObject* receiver, QEvent* event) override
     {
-        if (!monitored || QThread::currentThread() != thread())
+        if (mode == Plain || QThread::currentThread() != thread())
             return RZApplication::notify(receiver, event);
+        if (mode == BusOnly) {
+            RZCustomEventDispatcher::send<BenchBeginNotify>(receiver, event);
+            const bool result = RZApplication::notify(receiver, event);
+            RZCustomEventDispatcher::send<BenchEndNotify>(receiver, event);
+            return result;
+        }
         RZCustomEventDispatcher::send<NotifyBeginNotifyEvent>(receiver, event);
         const bool result = RZApplication::notify(receiver, event);
         RZCustomEventDispatcher::send<NotifyEndNotifyEvent>(receiver, event);
@@ -71,7 +88,7 @@ protected:
 
 // Posts kBatch events round the targets and lets the event loop deliver them (timers run too, so
 // the watchdog's beat goes on).
-void deliveries(benchmark::State& state, bool monitored, bool tree)
+void deliveries(benchmark::State& state, BenchApplication::Mode mode, bool tree)
 {
     std::vector<std::unique_ptr<Sink>> objects;
     const int count = tree ? kTreeDepth : 1;
@@ -81,13 +98,18 @@ void deliveries(benchmark::State& state, bool monitored, bool tree)
         if (i > 0)
             objects.back()->setParent(objects[static_cast<std::size_t>(i) - 1].get());
     }
-    g_pApp->monitored = monitored;
+    QObject idle; // three listeners that do nothing, as many as the monitors have
+    for (int i = 0; i < 3; ++i) {
+        RZCustomEventDispatcher::listen<BenchBeginNotify>(&idle, [](QObject*, QEvent*) {});
+        RZCustomEventDispatcher::listen<BenchEndNotify>(&idle, [](QObject*, QEvent*) {});
+    }
+    g_pApp->mode = mode;
     for (auto _ : state) {
         for (int i = 0; i < kBatch; ++i)
             QCoreApplication::postEvent(objects[static_cast<std::size_t>(i % count)].get(), new QEvent(QEvent::User));
         QCoreApplication::processEvents();
     }
-    g_pApp->monitored = false;
+    g_pApp->mode = BenchApplication::Plain;
     state.SetItemsProcessed(state.iterations() * kBatch);
     benchmark::DoNotOptimize(objects.front()->count);
     // Children before parents.
@@ -191,8 +213,11 @@ int main(int argc, char** argv)
         const std::string r = "/round:" + std::to_string(round);
         for (bool tree : {false, true}) {
             const std::string target = tree ? "/tree" : "/one_object";
-            benchmark::RegisterBenchmark(("notify_plain" + target + r).c_str(), deliveries, false, tree);
-            benchmark::RegisterBenchmark(("notify_monitored" + target + r).c_str(), deliveries, true, tree);
+            benchmark::RegisterBenchmark(("notify_plain" + target + r).c_str(), deliveries, BenchApplication::Plain, tree);
+            benchmark::RegisterBenchmark(("notify_bus_only" + target + r).c_str(), deliveries, BenchApplication::BusOnly,
+                                         tree);
+            benchmark::RegisterBenchmark(("notify_monitored" + target + r).c_str(), deliveries,
+                                         BenchApplication::Monitored, tree);
         }
         benchmark::RegisterBenchmark(("empty_scope" + r).c_str(), emptyScope);
         benchmark::RegisterBenchmark(("scoper_outside_region" + r).c_str(), scoperOutsideRegion);
@@ -207,6 +232,10 @@ int main(int argc, char** argv)
                         "<= 1000 ns, aim 300");
     reporter.printAdded("posted events round a 32-deep tree", "notify_monitored/tree", "notify_plain/tree",
                         "<= 1000 ns, aim 300");
+    std::printf("of which the event bus (two sends to three idle listeners), and the monitors' own share:\n");
+    reporter.printAdded("bus, one object", "notify_bus_only/one_object", "notify_plain/one_object", "-");
+    reporter.printAdded("monitors, one object", "notify_monitored/one_object", "notify_bus_only/one_object", "-");
+    reporter.printAdded("monitors, 32-deep tree", "notify_monitored/tree", "notify_bus_only/tree", "-");
     reporter.printAdded("scoper outside a region / empty scope", "scoper_outside_region", "empty_scope",
                         "a counter check");
     reporter.printAdded("scoper inside a region / empty scope", "scoper_inside_region", "empty_scope", "-");

@@ -273,11 +273,8 @@ void RZAppStuckMonitoringManager::run()
 
 void RZAppStuckMonitoringManager::startMonite(QObject* object, QEvent* event)
 {
-    // The monitor's own tick must not appear on the stack.
-    if (object == m_pTickTimer || object == this) {
-        m_oIgnoredObjects.insert(object);
+    if (isIgnored(object))
         return;
-    }
     // An event posted from another thread was made there; Qt's queue is invisible to ThreadSanitizer.
     RZHappensBefore::received(event);
     const qint64 now = RZMonitorClock::now();
@@ -296,9 +293,15 @@ void RZAppStuckMonitoringManager::startMonite(QObject* object, QEvent* event)
         latest = node.levelName;
 }
 
+bool RZAppStuckMonitoringManager::isIgnored(const QObject* object) const
+{
+    // The monitor's own tick, and the time breaks posted to it, must not appear on the stack.
+    return object == m_pTickTimer || object == this;
+}
+
 void RZAppStuckMonitoringManager::stopMonite(QObject* object, QEvent*)
 {
-    if (m_oIgnoredObjects.contains(object))
+    if (isIgnored(object))
         return;
     std::unique_lock<std::mutex> lock(m_oNodeLock);
     const qint64 now = RZMonitorClock::now();

@@ -14,7 +14,7 @@
 //
 // Threads: the listeners, the 100 ms tick and the stuck reports run on the main thread; the beat,
 // the freeze seconds, the dumps and the suspend detector on the watchdog thread. The node stack is
-// guarded by a read-write lock that is never held across the event dispatcher.
+// guarded by a lock that is never held across the event dispatcher.
 
 #include <RZCore/RZCoreExport.h>
 #include <RZCore/monitor/RZMonitorTimer.h>
@@ -22,7 +22,6 @@
 #include <QDir>
 #include <QHash>
 #include <QPointer>
-#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QThread>
@@ -98,6 +97,7 @@ private:
     bool isWakeupSecond() const;
     void startMonite(QObject* object, QEvent* event);
     void stopMonite(QObject* object, QEvent* event);
+    bool isIgnored(const QObject* object) const;
     void timeBreak();
     void reportStuck(const StuckNode& node, bool counted);
     bool getBackStuckNode(StuckNode& node) const;
@@ -118,7 +118,6 @@ private:
     RZMonitorTimer m_oLastTick;
     RZMonitorTimer m_oCacheCleanTimer;
     QHash<QObject*, ObjectInfo> m_oObjectCache;
-    QSet<QObject*> m_oIgnoredObjects;
     std::vector<RZCustomEventListener*> m_oListeners; // deleted first in the destructor
     QString m_strProcessName;
 
