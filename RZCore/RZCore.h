@@ -57,6 +57,12 @@
 #include <RZCore/events/RZCustomEvent.h>
 #include <RZCore/events/RZCustomEvents.h>
 #include <RZCore/events/RZElapsedTimerManager.h>
+// freeze and stall monitoring
+#include <RZCore/monitor/KPerformanceScoper.h>
+#include <RZCore/monitor/RZAppStuckMonitoring.h>
+#include <RZCore/monitor/RZAppStuckMonitoringManager.h>
+#include <RZCore/monitor/RZMonitorTimer.h>
+#include <RZCore/monitor/RZStuckLog.h>
 #include <RZCore/log/RZDebuger.h>
 // locale and display
 #include <RZCore/locale/RZLocale.h>

@@ -149,6 +149,10 @@ public:
     // 100 until stored.
     int getMainPlayerVolume() const;
     void setMainPlayerVolume(int volume);
+    // Group "LogRetrieval": "freeze_back" 1 and "freeze_short_name" the short names joined by ",", so
+    // that the host collects the freeze dumps at a later start. Any thread. False (nothing written)
+    // while the configuration directory is not set.
+    static bool setFreezeRetrieval(const QStringList& shortNames);
 
     // ---- application settings: one value each ---------------------------------------------------
 

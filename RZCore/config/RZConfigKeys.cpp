@@ -348,6 +348,15 @@ void RZConfig::setMainPlayerVolume(int volume)
     setCinveraIniValue(QStringLiteral("System/MainPlayerVolume"), volume);
 }
 
+bool RZConfig::setFreezeRetrieval(const QStringList& shortNames)
+{
+    if (GetCinveraDirectory().isEmpty())
+        return false;
+    setCinveraIniValue(QStringLiteral("LogRetrieval/freeze_back"), 1);
+    setCinveraIniValue(QStringLiteral("LogRetrieval/freeze_short_name"), shortNames.join(QLatin1Char(',')));
+    return true;
+}
+
 // ---- family 6: directories --------------------------------------------------------------------------
 
 QString RZConfig::GetCinveraSettingsPath()

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <string>
 #include <typeinfo>
+#include <vector>
 
 class QString;
 class QVariant;
@@ -159,5 +160,55 @@ namespace RZPlatform {
 // link-local; `flags` becomes 0x02 (a LAN connection) when one is found and 0 otherwise, and
 // `lastError` the errno of a failed interface query (0 when the query worked).
 RZCORE_EXPORT bool internetConnectedState(std::uint32_t* flags, std::uint32_t* lastError);
+
+// ---- freeze and stall monitoring (the event monitor, the watchdog thread, performance scopes) -------
+
+// The clock the monitors measure with: milliseconds of a monotonic clock (QueryPerformanceCounter /
+// CLOCK_MONOTONIC). Any thread may read it.
+RZCORE_EXPORT std::int64_t monitorClockMs();
+// The high-resolution counter of the performance scopes: raw QueryPerformanceCounter ticks on
+// Windows, CLOCK_MONOTONIC in 100 ns units on POSIX, so that a number of ticks means the same time on
+// both systems where the counter runs at 10 MHz.
+RZCORE_EXPORT std::int64_t performanceCounter();
+// Replaces the time source of both clocks above for the whole process, in 100 ns units, so that a
+// test can drive time; null gives the system's clocks back.
+using MonitorTimeSource = std::int64_t (*)();
+RZCORE_EXPORT void setMonitorTimeSource(MonitorTimeSource source);
+
+// Milliseconds of a clock that keeps counting while the machine sleeps (GetTickCount64 /
+// CLOCK_BOOTTIME: CLOCK_MONOTONIC stops during a suspend on Linux, so a suspend would never show).
+RZCORE_EXPORT std::int64_t suspendAwareClockMs();
+
+// One thread of this process as the system lists it.
+struct ThreadState
+{
+    std::uint64_t id = 0; // kernel id, as currentThreadId() gives it
+    std::string name;     // the thread's name, empty when it has none
+    std::string state;    // POSIX: the state letter and its meaning ("S sleeping"); Windows: empty
+};
+// Every thread of this process (/proc/self/task / a Toolhelp snapshot); empty when they cannot be
+// listed.
+RZCORE_EXPORT std::vector<ThreadState> listThreads();
+
+// Makes the calling thread the one whose stack a freeze dump shows (the main thread). POSIX: installs
+// the handler of a real-time signal that walks the interrupted stack into a preallocated buffer, and
+// walks once here so that nothing is set up for the first time inside the handler. Windows: the
+// minidump holds every thread, so this only records the thread. Call once, on the main thread.
+RZCORE_EXPORT void prepareFreezeDumps();
+
+struct FreezeDumpInfo
+{
+    std::string processName;
+    std::string freezeName; // the short name of the freeze
+    int freezeSecond = 0;   // the second of the freeze at which the dump is taken
+};
+// Writes a dump of this process to the file at `utf8Path`. Windows: MiniDumpWriteDump (dbghelp.dll)
+// with the exception information of a raised 0xE0000001. POSIX: a text report that a person reads
+// without tools: the process, its threads, the stack of the thread given to prepareFreezeDumps
+// captured while it is frozen (a signal to that thread; an answer is awaited for at most 500 ms,
+// else the report says "no answer"), symbolized with function, file and line where debugging
+// information is found, then the memory map. POSIX never replaces an existing file. False when no
+// file was written. Call it from a thread other than the frozen one.
+RZCORE_EXPORT bool writeFreezeDump(const std::string& utf8Path, const FreezeDumpInfo& info);
 
 } // namespace RZPlatform

@@ -18,6 +18,9 @@ public:
     void start() { init(); }
     void stop() { unInit(); }
     using RZApplication::logScreenInfo;
+
+    // Announces every delivery of the main thread to the freeze monitors (DemoMonitor.cpp).
+    bool notify(QObject* receiver, QEvent* event) override;
 };
 
 struct DemoContext
@@ -54,3 +57,4 @@ int demoWindow(DemoContext& context);
 // Writes the "Config.json" the network section uses into the store's folder, before the store is built.
 void demoNetworkPrepareStore(const QString& directory);
 void demoNetwork(DemoContext& context);
+void demoMonitor(DemoContext& context);

@@ -56,6 +56,7 @@ int main(int argc, char** argv)
         demoIpc(context);
         demoEvents(context);
         demoLogSinks(context);
+        demoMonitor(context);
         demoNetwork(context);
         demoLocale(context);
         if (gui)
