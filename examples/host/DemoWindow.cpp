@@ -1,14 +1,18 @@
 // The demo window (rzcore-demo --gui, or --window for the window alone): what the library knows
-// about the display, a language chooser over the whole language table, the event monitor's freeze
-// state, and a tail of the log. On Unix it also takes commands on standard input, one a line:
-// "language <simple name>" (ARG, ENG, ...), "freeze" and "quit".
+// about the display, a language chooser over the whole language table, the freeze monitors' live
+// counters with a button that really freezes the main thread, and a tail of the log. On Unix it also
+// takes commands on standard input, one a line: "language <simple name>" (ARG, ENG, ...), "freeze"
+// and "quit".
 #include "DemoHost.h"
 
 #include <RZCore/events/RZCustomEvent.h>
 #include <RZCore/events/RZCustomEvents.h>
+#include <RZCore/app/RZAppInfo.h>
 #include <RZCore/locale/RZLocale.h>
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/log/RZLogSinks.h>
+#include <RZCore/monitor/RZAppStuckMonitoring.h>
+#include <RZCore/monitor/RZAppStuckMonitoringManager.h>
 
 #include <QApplication>
 #include <QComboBox>
@@ -27,9 +31,12 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <thread>
 
 #ifdef Q_OS_UNIX
 #include <unistd.h>
@@ -88,7 +95,8 @@ private:
     void retranslate();
     void showLanguage();
     void showFreeze(bool frozen, const QString& name);
-    void sendFreezeReport();
+    void showMonitorCounters();
+    void freezeMainThread();
 
     QLabel* m_pTitle;
     QGroupBox* m_pDisplayBox;
@@ -107,6 +115,8 @@ private:
     QLabel* m_pReport;
     QPushButton* m_pFreezeButton;
     QFormLayout* m_pMonitorForm;
+    QLabel* m_aCounterNames[5] = {};
+    QLabel* m_aCounterValues[5] = {};
     QPlainTextEdit* m_pLog;
     LogBridge m_oBridge;
     bool m_bFrozen = false;
@@ -114,20 +124,6 @@ private:
     QString m_strLastReport;
     bool m_bShown = false;
 };
-
-// ---- the event monitor's counters ----------------------------------------------------------------
-// MONITOR COUNTERS GO HERE. The event monitor family (RZAppStuckMonitoring and its manager) is not in
-// this build yet; once it is, this function adds a row per live counter (deliveries watched, stuck
-// deliveries, the deepest stack, freezes) to `form` and refreshes them on a timer owned by `window`.
-// Until then it says so in one row.
-static void demoShowMonitorCounters(QWidget* window, QFormLayout* form)
-{
-    Q_UNUSED(window)
-    auto* note = new QLabel(QStringLiteral("live counters appear here with the event monitor family"));
-    note->setEnabled(false);
-    note->setWordWrap(true);
-    form->addRow(note);
-}
 
 DemoWindow::DemoWindow()
 {
@@ -188,10 +184,15 @@ DemoWindow::DemoWindow()
     m_pMonitorForm = new QFormLayout(m_pMonitorBox);
     m_pFreezeState = addRow(m_pMonitorForm, &m_pFreezeName);
     m_pReport = addRow(m_pMonitorForm, &m_pReportName);
+    for (int i = 0; i < 5; ++i)
+        m_aCounterValues[i] = addRow(m_pMonitorForm, &m_aCounterNames[i]);
     m_pFreezeButton = new QPushButton;
     m_pMonitorForm->addRow(m_pFreezeButton);
-    demoShowMonitorCounters(this, m_pMonitorForm);
-    connect(m_pFreezeButton, &QPushButton::clicked, this, &DemoWindow::sendFreezeReport);
+    connect(m_pFreezeButton, &QPushButton::clicked, this, &DemoWindow::freezeMainThread);
+    // The counters are read where the monitors keep them; a timer refreshes the rows.
+    auto* counterTimer = new QTimer(this);
+    connect(counterTimer, &QTimer::timeout, this, &DemoWindow::showMonitorCounters);
+    counterTimer->start(500);
     // The watchdog sends from its own thread: each report is handed to the window's thread.
     RZCustomEventDispatcher::listen<NotifyFreezeMonitor>(this, [this](bool frozen, const QString& name) {
         QMetaObject::invokeMethod(this, [this, frozen, name] { showFreeze(frozen, name); }, Qt::QueuedConnection);
@@ -279,7 +280,12 @@ void DemoWindow::retranslate()
         m_aLanguageNames[i]->setText(languageNames[i]);
     m_pFreezeName->setText(tr("Freeze state"));
     m_pReportName->setText(tr("Last report"));
-    m_pFreezeButton->setText(tr("Send a freeze report"));
+    m_pFreezeButton->setText(tr("Freeze the main thread for 6 s"));
+    const QString counterNames[5] = {tr("Watching"), tr("Stuck deliveries"), tr("Frozen now"), tr("Freezes"),
+                                     tr("Suspends")};
+    for (int i = 0; i < 5; ++i)
+        m_aCounterNames[i]->setText(counterNames[i]);
+    showMonitorCounters();
     showFreeze(m_bFrozen, m_strFrozenName);
     m_pReport->setText(m_strLastReport.isEmpty() ? tr("none") : m_strLastReport);
 }
@@ -305,15 +311,34 @@ void DemoWindow::showFreeze(bool frozen, const QString& name)
                                          : QStringLiteral("color: #1b7f3b; font-weight: bold"));
 }
 
-// What the watchdog would send for a 3-second freeze, so that the display can be seen to follow.
-void DemoWindow::sendFreezeReport()
+void DemoWindow::showMonitorCounters()
 {
-    const QString name = QStringLiteral("DemoWindow/simulated");
-    for (int second = 1; second <= 3; ++second)
-        RZCustomEventDispatcher::send<NotifySendPerformanceFreezeData>(name, second);
-    RZCustomEventDispatcher::send<NotifyFreezeMonitor>(true, name);
-    RZLOG_WARN("simulated freeze report sent for \"%s\"", qUtf8Printable(name));
-    QTimer::singleShot(2000, this, [] { RZCustomEventDispatcher::send<NotifyFreezeMonitor>(false, QString()); });
+    RZAppStuckMonitoring* monitor = RZAppStuckMonitoring::instance();
+    const RZAppStuckMonitoringManager* manager = RZAppStuckMonitoringManager::instance();
+    const double perHour = monitor->getPerHourStuckCount(); // not finite before any monitored time
+    m_aCounterValues[0]->setText(monitor->isMonitoring() ? tr("yes, stuck from %1 ms").arg(monitor->stuckThreshold())
+                                                         : tr("no"));
+    m_aCounterValues[1]->setText(tr("%1 (%2 ms), %3 per hour")
+                                     .arg(monitor->getTotalStuckCount())
+                                     .arg(monitor->getTotalStuckDuration())
+                                     .arg(std::isfinite(perHour) ? QString::number(perHour, 'f', 1) : QStringLiteral("-")));
+    if (!manager) {
+        for (int i = 2; i < 5; ++i)
+            m_aCounterValues[i]->setText(tr("no watchdog"));
+        return;
+    }
+    m_aCounterValues[2]->setText(tr("%1 s").arg(manager->freezeSeconds()));
+    const QStringList names = manager->freezeNames();
+    m_aCounterValues[3]->setText(names.isEmpty() ? tr("none") : QStringLiteral("%1: %2").arg(names.size()).arg(names.join(QStringLiteral(", "))));
+    m_aCounterValues[4]->setText(tr("%1 (%2 ms)").arg(manager->suspendCount()).arg(manager->suspendDuration()));
+}
+
+// A real freeze: the handler of the button blocks the main thread. The watchdog counts its seconds,
+// announces it at the fifth and writes dumps; the window shows the reports once it is back.
+Q_NEVER_INLINE void DemoWindow::freezeMainThread()
+{
+    RZLOG_WARN("the main thread freezes for 6 s");
+    std::this_thread::sleep_for(std::chrono::milliseconds(6300));
 }
 
 void DemoWindow::command(const QString& text)
@@ -326,7 +351,7 @@ void DemoWindow::command(const QString& text)
                 m_pChooser->setCurrentIndex(m_pChooser->findData(int(type)));
         }
     } else if (verb == QLatin1String("freeze")) {
-        sendFreezeReport();
+        freezeMainThread();
     } else if (verb == QLatin1String("quit")) {
         close();
     }
@@ -339,6 +364,13 @@ int demoWindow(DemoContext& context)
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     demoPrepareLocale(context);
     RZLocale::instance()->setLanguageType(); // the remembered language
+
+    // The freeze monitors watch the window's main thread: dumps go to the run's folder.
+    if (IRZAppInfo::getInstance()->value(13).isEmpty())
+        IRZAppInfo::getInstance()->setValue(13, context.runDir.path() + QStringLiteral("/monitor"));
+    if (!RZAppStuckMonitoring::instance()->isMonitoring())
+        RZAppStuckMonitoring::instance()->openMonitoring(1000);
+    RZCustomEventDispatcher::send<NotifyLaunchFinished>(); // starts the watchdog once
 
     DemoWindow window;
     // Lines go to standard output as before, and to the window's tail.

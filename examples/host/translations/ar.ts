@@ -84,10 +84,6 @@
         <translation>آخر تقرير</translation>
     </message>
     <message>
-        <source>Send a freeze report</source>
-        <translation>أرسل تقرير تجمد</translation>
-    </message>
-    <message>
         <source>none</source>
         <translation>لا شيء</translation>
     </message>
@@ -98,6 +94,54 @@
     <message>
         <source>running</source>
         <translation>يعمل</translation>
+    </message>
+    <message>
+        <source>Freeze the main thread for 6 s</source>
+        <translation>جمّد الخيط الرئيسي لمدة 6 ثوانٍ</translation>
+    </message>
+    <message>
+        <source>Watching</source>
+        <translation>المراقبة</translation>
+    </message>
+    <message>
+        <source>Stuck deliveries</source>
+        <translation>التسليمات العالقة</translation>
+    </message>
+    <message>
+        <source>Frozen now</source>
+        <translation>متجمد الآن</translation>
+    </message>
+    <message>
+        <source>Freezes</source>
+        <translation>حالات التجمد</translation>
+    </message>
+    <message>
+        <source>Suspends</source>
+        <translation>حالات السكون</translation>
+    </message>
+    <message>
+        <source>yes, stuck from %1 ms</source>
+        <translation>نعم، عالق من %1 مللي ثانية</translation>
+    </message>
+    <message>
+        <source>no</source>
+        <translation>لا</translation>
+    </message>
+    <message>
+        <source>%1 (%2 ms), %3 per hour</source>
+        <translation>%1 (%2 مللي ثانية)، %3 في الساعة</translation>
+    </message>
+    <message>
+        <source>no watchdog</source>
+        <translation>لا مراقب</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 ث</translation>
+    </message>
+    <message>
+        <source>%1 (%2 ms)</source>
+        <translation>%1 (%2 مللي ثانية)</translation>
     </message>
 </context>
 </TS>

@@ -84,10 +84,6 @@
         <translation>Letzte Meldung</translation>
     </message>
     <message>
-        <source>Send a freeze report</source>
-        <translation>Einfriermeldung senden</translation>
-    </message>
-    <message>
         <source>none</source>
         <translation>keine</translation>
     </message>
@@ -98,6 +94,54 @@
     <message>
         <source>running</source>
         <translation>läuft</translation>
+    </message>
+    <message>
+        <source>Freeze the main thread for 6 s</source>
+        <translation>Hauptthread 6 s lang einfrieren</translation>
+    </message>
+    <message>
+        <source>Watching</source>
+        <translation>Überwacht</translation>
+    </message>
+    <message>
+        <source>Stuck deliveries</source>
+        <translation>Hängende Zustellungen</translation>
+    </message>
+    <message>
+        <source>Frozen now</source>
+        <translation>Jetzt eingefroren</translation>
+    </message>
+    <message>
+        <source>Freezes</source>
+        <translation>Einfrierungen</translation>
+    </message>
+    <message>
+        <source>Suspends</source>
+        <translation>Ruhezustände</translation>
+    </message>
+    <message>
+        <source>yes, stuck from %1 ms</source>
+        <translation>ja, hängend ab %1 ms</translation>
+    </message>
+    <message>
+        <source>no</source>
+        <translation>nein</translation>
+    </message>
+    <message>
+        <source>%1 (%2 ms), %3 per hour</source>
+        <translation>%1 (%2 ms), %3 pro Stunde</translation>
+    </message>
+    <message>
+        <source>no watchdog</source>
+        <translation>kein Wächter</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>%1 (%2 ms)</source>
+        <translation>%1 (%2 ms)</translation>
     </message>
 </context>
 </TS>
