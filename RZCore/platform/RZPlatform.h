@@ -18,10 +18,12 @@ namespace RZPlatform {
 
 // ---- settings files and the machine value store ------------------------------------------------
 
-// Gives a settings file of the user the access the product keeps on it. Windows: readable and
-// writable, never read-only (_wchmod, what QFile::setPermissions does with the product's
-// value 0x2606). POSIX: read and write for the owner only (chmod 0600): the product's value would
-// make the file writable by every user of the machine. False when the file cannot be changed.
+// Gives a settings file of the user the access the product keeps on it, creating it empty when it is
+// missing, so that a file QSettings is about to write never exists with more access (QSettings keeps
+// the mode of a file it rewrites). Windows: readable and writable, never read-only (_wchmod, what
+// QFile::setPermissions does with the product's value 0x2606). POSIX: read and write for the owner
+// only (0600): settings hold account names, paths and tokens, and the product's value would make the
+// file writable by every user of the machine. False when the file cannot be made or changed.
 RZCORE_EXPORT bool restrictSettingsFile(const std::string& utf8Path);
 
 // The product's store of small values for this machine ("registry"). Windows: the values of the key
