@@ -29,6 +29,43 @@ ReadOutcome reassemble(QString& strBuffer, const QString& strRead, QString& strD
     return ReadOutcome::Buffered;
 }
 
+bool Reader::read(const QByteArray& oBytes, QString& strRead, QString& strDelivered)
+{
+    strRead = QString::fromUtf8(oBytes.constData(), oBytes.size());
+    if (m_bDropping && !isWhole(strRead)) {
+        m_bDropping = !strRead.endsWith(kEnd);
+        return false;
+    }
+    m_bDropping = false;
+    switch (reassemble(m_strBuffer, strRead, strDelivered)) {
+    case ReadOutcome::Whole:
+        return true;
+    case ReadOutcome::Joined:
+        m_nPendingBytes = 0;
+        return true;
+    case ReadOutcome::Buffered:
+        break;
+    }
+    m_nPendingBytes += oBytes.size();
+    if (m_nPendingBytes <= kMaxPendingBytes)
+        return false;
+    // The frame's tail goes as well when it comes, so that it does not start a buffer that no later
+    // read could complete.
+    m_strBuffer = QString();
+    m_nPendingBytes = 0;
+    m_bDropping = !strRead.endsWith(kEnd);
+    ++m_nDrops;
+    return false;
+}
+
+bool Reader::takeFirstDrop()
+{
+    if (m_nDrops == 0 || m_bFirstDropTaken)
+        return false;
+    m_bFirstDropTaken = true;
+    return true;
+}
+
 bool findClientName(const QString& strDelivered, QString& strPath)
 {
     if (!strDelivered.contains(kClientName))

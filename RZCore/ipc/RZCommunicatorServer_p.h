@@ -13,7 +13,9 @@ class SocketMapWrapper
 {
 public:
     // Writes to the first socket, in map order, registered under `strPath`. False when there is none
-    // or it is not valid; a failed write is logged and still counts as sent.
+    // or it is not valid; a failed write is logged and still counts as sent. From a thread other than
+    // the socket's, the write is handed to the socket's thread (whose validity test runs there) and
+    // counts as sent. The broadcast does the same per socket.
     bool SendAndFlushData(const QString& strPath, const QString& strText);
     void BroadcastAndFlushData(const QString& strText);
     // Flushes the valid sockets that belong to the calling thread.

@@ -105,4 +105,12 @@ RZCORE_EXPORT void writeToHandle(void* handle, const char* data, std::size_t siz
 RZCORE_EXPORT void writeConsoleColoured(void* handle, const char* data, std::size_t size, std::size_t spanBegin,
                                         std::size_t spanEnd, std::uint16_t attribute);
 
+// ---- process communication ---------------------------------------------------------------------
+
+// Whether the main process's local socket is open to every local account by default. Windows: yes,
+// helpers may run under other accounts and the profile's ACLs guard the machine. POSIX: no, the
+// socket file is the user's alone (any account could otherwise register as a helper, receive the
+// main process's broadcasts and send it commands); a host may still widen it.
+RZCORE_EXPORT bool localServerOpenToAllByDefault();
+
 } // namespace RZPlatform
