@@ -4,7 +4,8 @@
 //     against a raw echo of the 71 bytes of that frame;
 //   - one-way frames streamed from the client to the server (parsed by the receiver, as a host
 //     does) against the same bytes streamed raw.
-// The pairs run interleaved, repeated; the ratios of the medians are printed at the end.
+// Each pair runs alternately within one benchmark, in five rounds; the summary gives each round's
+// ratio, their median and how closely the rounds agree.
 // Run: scripts/bench bench_ipc    (the binary starts itself again as the second process)
 #include <RZCore/ipc/RZCommunicator.h>
 #include <RZCore/log/RZBaseLog.h>
@@ -13,6 +14,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QProcess>
@@ -20,6 +22,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -49,13 +52,15 @@ QByteArray streamFrameBytes()
 int runChild(const QString& strServer, const QString& strRawServer)
 {
     RZCommunicatorClient oClient;
+    // Made once, as the raw peer makes its bytes once: both sides stream what they hold.
+    const QStringList lstContents = streamContents();
     QObject::connect(&oClient, &RZCommunicatorClient::sigRecveMsg, [&](const QString& strText) {
         for (const RZCommunicatorMsg& oMsg : RZCommunicatorMsg::buildListFromString(strText)) {
             if (!oMsg.contains(kStreamRequest))
                 continue;
             const int nCount = oMsg.firstContent().toInt();
             for (int i = 0; i < nCount; ++i)
-                oClient.SendMsg(kStreamFrame, streamContents(), false);
+                oClient.SendMsg(kStreamFrame, lstContents, false);
         }
     });
     QObject::connect(&oClient, &RZCommunicatorClient::sigServerClosed, [] { QCoreApplication::exit(0); });
@@ -158,65 +163,80 @@ public:
 
 Peer* g_pPeer = nullptr;
 
-void BM_RawEcho(benchmark::State& state)
+constexpr int kRounds = 5;
+
+double median(std::vector<double> vecValues)
 {
-    Peer& oPeer = *g_pPeer;
-    const QByteArray oBytes = RZCommunicatorMsg(kBeat, {}).toString().toUtf8();
+    if (vecValues.empty())
+        return 0;
+    std::sort(vecValues.begin(), vecValues.end());
+    return vecValues[vecValues.size() / 2];
+}
+
+// Runs `raw` and `ours` alternately, each timed alone, the first of the two switching every
+// iteration, so that whatever else the machine does falls on both alike. Each gets the median of its
+// own times: a stall of the scheduler now and then moves a median little, a mean a lot.
+template <typename Raw, typename Ours>
+void runPair(benchmark::State& state, Raw raw, Ours ours, double dItemsPerRun)
+{
+    std::vector<double> vecRaw;
+    std::vector<double> vecOurs;
+    QElapsedTimer oTimer;
+    bool bRawFirst = true;
     for (auto _ : state) {
-        const qint64 nTarget = oPeer.m_nRawBytes + oBytes.size();
-        oPeer.m_pRaw->write(oBytes);
-        oPeer.m_pRaw->flush();
-        oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
+        for (int nSide = 0; nSide < 2; ++nSide) {
+            const bool bRaw = (nSide == 0) == bRawFirst;
+            oTimer.start();
+            bRaw ? raw() : ours();
+            (bRaw ? vecRaw : vecOurs).push_back(double(oTimer.nsecsElapsed()));
+        }
+        bRawFirst = !bRawFirst;
     }
-    state.counters["round_trips/s"] =
-        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    const double dRaw = dItemsPerRun * 1e9 / median(vecRaw);
+    const double dOurs = dItemsPerRun * 1e9 / median(vecOurs);
+    state.counters["raw/s"] = dRaw;
+    state.counters["ours/s"] = dOurs;
+    state.counters["ratio"] = dOurs / dRaw;
 }
 
 void BM_BeatRoundTrip(benchmark::State& state)
 {
     Peer& oPeer = *g_pPeer;
-    for (auto _ : state) {
+    const QByteArray oBytes = RZCommunicatorMsg(kBeat, {}).toString().toUtf8();
+    const auto raw = [&] {
+        const qint64 nTarget = oPeer.m_nRawBytes + oBytes.size();
+        oPeer.m_pRaw->write(oBytes);
+        oPeer.m_pRaw->flush();
+        oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
+    };
+    const auto beat = [&] {
         const qint64 nTarget = oPeer.m_nPongs + 1;
         oPeer.m_pServer->SendMsgToProcess(kBeat, {}, oPeer.m_strChildPath, false);
         oPeer.waitUntil([&] { return oPeer.m_nPongs >= nTarget; });
-    }
-    state.counters["round_trips/s"] =
-        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    };
+    runPair(state, raw, beat, 1);
 }
 
-void BM_RawStream(benchmark::State& state)
+void BM_Stream(benchmark::State& state)
 {
     Peer& oPeer = *g_pPeer;
     const qint64 nBatchBytes = qint64(streamFrameBytes().size()) * kStreamBatch;
-    for (auto _ : state) {
+    const auto raw = [&] {
         const qint64 nTarget = oPeer.m_nRawBytes + nBatchBytes;
         oPeer.m_pRaw->write("S:" + QByteArray::number(kStreamBatch));
         oPeer.m_pRaw->flush();
         oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
-    }
-    state.counters["frames/s"] =
-        benchmark::Counter(double(state.iterations()) * kStreamBatch, benchmark::Counter::kIsRate);
-}
-
-void BM_FrameStream(benchmark::State& state)
-{
-    Peer& oPeer = *g_pPeer;
-    for (auto _ : state) {
+    };
+    const auto frames = [&] {
         const qint64 nTarget = oPeer.m_nFrames + kStreamBatch;
-        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)},
-                                          oPeer.m_strChildPath, false);
+        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)}, oPeer.m_strChildPath,
+                                          false);
         oPeer.waitUntil([&] { return oPeer.m_nFrames >= nTarget; });
-    }
-    state.counters["frames/s"] =
-        benchmark::Counter(double(state.iterations()) * kStreamBatch, benchmark::Counter::kIsRate);
+    };
+    runPair(state, raw, frames, kStreamBatch);
 }
 
-BENCHMARK(BM_RawEcho)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-BENCHMARK(BM_BeatRoundTrip)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-BENCHMARK(BM_RawStream)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-BENCHMARK(BM_FrameStream)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-
-// Console output as usual, plus the median rate of every benchmark, for the ratios at the end.
+// Console output as usual, plus each round's ratio of every pair, for the summary at the end.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
@@ -226,31 +246,30 @@ public:
         for (const Run& oRun : vecRuns) {
             if (oRun.run_type != Run::RT_Iteration || oRun.error_occurred)
                 continue;
-            for (const char* pName : {"round_trips/s", "frames/s"}) {
-                auto it = oRun.counters.find(pName);
-                if (it != oRun.counters.end())
-                    m_mapRates[oRun.run_name.function_name].push_back(it->second.value);
-            }
+            const std::string strName = oRun.benchmark_name();
+            auto it = oRun.counters.find("ratio");
+            if (it != oRun.counters.end())
+                m_mapRatios[strName.substr(0, strName.find("/round:"))].push_back(it->second.value);
         }
     }
-    void printRatio(const char* pTitle, const std::string& strOurs, const std::string& strRaw)
+    // The median of the rounds' ratios, the rounds, and how far the farthest round is from the median.
+    void printRatio(const char* pTitle, const std::string& strName, const char* pTarget)
     {
-        const double dOurs = median(strOurs);
-        const double dRaw = median(strRaw);
-        if (dOurs > 0 && dRaw > 0)
-            std::printf("%-34s %10.0f / %10.0f per s = %.2fx\n", pTitle, dOurs, dRaw, dOurs / dRaw);
+        const std::vector<double>& vecRatios = m_mapRatios[strName];
+        if (vecRatios.empty())
+            return;
+        const double dMedian = median(vecRatios);
+        double dSpread = 0;
+        std::printf("%-36s median %.2fx  (rounds:", pTitle, dMedian);
+        for (double dRatio : vecRatios) {
+            std::printf(" %.2f", dRatio);
+            dSpread = std::max(dSpread, std::abs(dRatio / dMedian - 1));
+        }
+        std::printf(")  rounds within %.0f %% of it  target %s\n", dSpread * 100, pTarget);
     }
 
 private:
-    double median(const std::string& strName)
-    {
-        std::vector<double> vecValues = m_mapRates[strName];
-        if (vecValues.empty())
-            return 0;
-        std::sort(vecValues.begin(), vecValues.end());
-        return vecValues[vecValues.size() / 2];
-    }
-    std::map<std::string, std::vector<double>> m_mapRates;
+    std::map<std::string, std::vector<double>> m_mapRatios;
 };
 
 } // namespace
@@ -262,13 +281,14 @@ int main(int argc, char** argv)
     if (argc >= 4 && std::strcmp(argv[1], "--ipc-child") == 0)
         return runChild(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
 
-    // Interleave the repetitions, so that a change in the machine's load hits both sides of a pair.
-    // Given first, so that the caller's own flags still win.
-    std::vector<char*> vecArgs(argv, argv + argc);
-    char oInterleave[] = "--benchmark_enable_random_interleaving=true";
-    vecArgs.insert(vecArgs.begin() + 1, oInterleave);
-    int nArgs = int(vecArgs.size());
-    benchmark::Initialize(&nArgs, vecArgs.data());
+    benchmark::Initialize(&argc, argv);
+    for (int nRound = 0; nRound < kRounds; ++nRound) {
+        const std::string strRound = "/round:" + std::to_string(nRound);
+        benchmark::RegisterBenchmark(("beat_round_trip" + strRound).c_str(), BM_BeatRoundTrip)
+            ->MinTime(1.0)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark(("stream" + strRound).c_str(), BM_Stream)->MinTime(1.0)->UseRealTime();
+    }
 
     Peer oPeer;
     g_pPeer = &oPeer;
@@ -278,9 +298,9 @@ int main(int argc, char** argv)
     }
     RatioReporter oReporter;
     benchmark::RunSpecifiedBenchmarks(&oReporter);
-    std::printf("\nmedians, communicator / raw QLocalSocket:\n");
-    oReporter.printRatio("beat round trip vs raw echo", "BM_BeatRoundTrip", "BM_RawEcho");
-    oReporter.printRatio("frames streamed one way vs raw", "BM_FrameStream", "BM_RawStream");
+    std::printf("\ncommunicator / raw QLocalSocket, per second, each round a median of alternated runs:\n");
+    oReporter.printRatio("beat round trip vs raw echo", "beat_round_trip", ">= 0.9");
+    oReporter.printRatio("frames streamed one way vs raw", "stream", ">= 0.9");
     oPeer.stop();
     benchmark::Shutdown();
     return 0;

@@ -2,11 +2,25 @@
 
 #include <QStringList>
 
+#include <utility>
+
 namespace RZCommunicatorFrame {
 
 QString build(const QString& strCommand, const QStringList& lstContents)
 {
-    return kStart + strCommand + kHead + lstContents.join(kContent) + kEnd;
+    // One allocation: frames are built at the rate they are sent.
+    int nSize = kStart.size() + strCommand.size() + kHead.size() + kEnd.size();
+    for (const QString& strContent : lstContents)
+        nSize += strContent.size() + kContent.size();
+    QString strFrame;
+    strFrame.reserve(nSize);
+    strFrame.append(kStart).append(strCommand).append(kHead);
+    for (int i = 0; i < lstContents.size(); ++i) {
+        if (i > 0)
+            strFrame.append(kContent);
+        strFrame.append(lstContents.at(i));
+    }
+    return strFrame.append(kEnd);
 }
 
 bool isWhole(const QString& strText)
@@ -21,8 +35,10 @@ ReadOutcome reassemble(QString& strBuffer, const QString& strRead, QString& strD
         return ReadOutcome::Whole;
     }
     if (strRead.endsWith(kEnd) && strBuffer.startsWith(kStart)) {
-        strDelivered = strBuffer + strRead;
-        strBuffer.clear();
+        // Appended and moved out: the buffer, which may be long, is not copied again.
+        strBuffer += strRead;
+        strDelivered = std::move(strBuffer);
+        strBuffer = QString();
         return ReadOutcome::Joined;
     }
     strBuffer += strRead;

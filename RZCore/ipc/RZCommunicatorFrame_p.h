@@ -3,7 +3,10 @@
 // fuzz targets build these sources alone. Not installed.
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
+
+class RZCommunicatorMsg;
 
 namespace RZCommunicatorFrame {
 
@@ -18,6 +21,13 @@ inline const QString kEngineBeat = QStringLiteral("CMD_NATIVEENGINEPINGPONG_BEAT
 
 // The frame text, built without looking at the command (the client sends empty commands too).
 QString build(const QString& strCommand, const QStringList& lstContents);
+
+// The two readings of a whole text behind RZCommunicatorMsg::buildListFromString (defined beside it).
+// The rule: remove every start word, split at the end word dropping empty parts, keep the parts with
+// exactly one head word. And the fast reading of a text that is frames one after another with no
+// start word inside a body, which gives the same messages; false for any other text.
+QList<RZCommunicatorMsg> readByRule(const QString& strText);
+bool readPlainFrames(const QString& strText, QList<RZCommunicatorMsg>& lstMessages);
 
 // Whether a decoded read is a whole frame: it starts with the start word and ends with the end word.
 bool isWhole(const QString& strText);

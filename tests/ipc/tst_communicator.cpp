@@ -159,6 +159,8 @@ void TestCommunicator::buildListFromString_data()
     QTest::newRow("greeting before a frame") << "next" + frame("A") << QList<QStringList>{};
     QTest::newRow("bodies without one head word drop alone")
         << frame("A") + strBad + frame("B") << QList<QStringList>{{"A", ""}, {"B", ""}};
+    QTest::newRow("every start word goes, inside a body too")
+        << frame("A", {"xCMD_START_SEPARATORy"}) + frame("B") << QList<QStringList>{{"A", "xy"}, {"B", ""}};
 }
 
 void TestCommunicator::buildListFromString()
