@@ -7,6 +7,7 @@
 #include <RZCore/ipc/RZProcess.h>
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/platform/RZPlatform.h>
+#include <RZCore/util/RZHappensBefore_p.h>
 
 #include <QCoreApplication>
 #include <QFile>
@@ -37,18 +38,14 @@ bool writeAndFlush(QLocalSocket* pSocket, const QByteArray& oBytes, const QStrin
 }
 
 // A socket belongs to the thread that reads it: Qt's socket notifiers may not be touched from any
-// other, and its buffers have no lock. Another thread's write is queued to the socket's thread, where
-// the sends of one thread run in the order they were made; the sender does not wait. A write still
-// queued when the socket goes is dropped with it.
+// other, and its buffers have no lock. Another thread's write is queued to the socket's thread (the
+// server's event filter takes it there), where the sends of one thread run in the order they were
+// made; the sender does not wait. A write still queued when the socket goes is dropped with it.
 void writeOnOwnThread(QLocalSocket* pSocket, const QByteArray& oBytes, const QString& strPath)
 {
-    QMetaObject::invokeMethod(
-        pSocket,
-        [pSocket, oBytes, strPath] {
-            if (pSocket->isValid())
-                writeAndFlush(pSocket, oBytes, strPath);
-        },
-        Qt::QueuedConnection);
+    auto* pEvent = new RZSocketWriteEvent(oBytes, strPath);
+    RZHappensBefore::handedOver(pEvent);
+    QCoreApplication::postEvent(pSocket, pEvent);
 }
 
 } // namespace
@@ -199,7 +196,7 @@ RZCommunicatorServer::~RZCommunicatorServer()
     const QList<QLocalSocket*> lstSockets = m_pSocketMap->keys();
     for (QLocalSocket* pSocket : lstSockets)
         if (onCallingThread(pSocket))
-            QCoreApplication::sendPostedEvents(pSocket, QEvent::MetaCall);
+            QCoreApplication::sendPostedEvents(pSocket, RZSocketWriteEvent::writeType());
     m_pSocketMap->flushData();
     m_pServer->close();
     // The process objects die with this object; their last reports must not reach a half-destroyed
@@ -229,12 +226,25 @@ void RZCommunicatorServer::OnNewConnection()
         return;
     if (!m_pSocketMap->contains(pSocket)) {
         pSocket->write("next", 4);
+        pSocket->installEventFilter(this); // takes the writes other threads hand over
         m_pSocketMap->insert(pSocket, QString());
         RZLOG_INFO("insert new cleint socket.");
     }
     connect(pSocket, &QLocalSocket::disconnected, this, &RZCommunicatorServer::OnDisconnect,
             Qt::UniqueConnection);
     connect(pSocket, &QLocalSocket::readyRead, this, &RZCommunicatorServer::OnRecvMsg, Qt::UniqueConnection);
+}
+
+bool RZCommunicatorServer::eventFilter(QObject* pWatched, QEvent* pEvent)
+{
+    if (pEvent->type() != RZSocketWriteEvent::writeType())
+        return QObject::eventFilter(pWatched, pEvent);
+    RZHappensBefore::received(pEvent); // made on the sending thread
+    const auto* pWrite = static_cast<const RZSocketWriteEvent*>(pEvent);
+    auto* pSocket = static_cast<QLocalSocket*>(pWatched);
+    if (pSocket->isValid())
+        writeAndFlush(pSocket, pWrite->m_oBytes, pWrite->m_strPath);
+    return true;
 }
 
 void RZCommunicatorServer::OnRecvMsg()

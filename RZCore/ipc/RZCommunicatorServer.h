@@ -74,6 +74,10 @@ signals:
     void sigStartFailed(QString ProcessPath, int code);
     void sigTrackPublic();
 
+protected:
+    // Takes the writes that other threads hand to a socket's thread.
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override;
+
 private slots:
     void OnNewConnection();
     void OnRecvMsg();

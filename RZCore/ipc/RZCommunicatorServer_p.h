@@ -2,12 +2,35 @@
 // The server's map of accepted sockets to helper paths, with the lock that serialises every send.
 // Not installed.
 
+#include <QByteArray>
+#include <QEvent>
 #include <QList>
 #include <QMap>
 #include <QMutex>
 #include <QString>
 
+#include <utility>
+
 class QLocalSocket;
+
+// A write that another thread hands to a socket's own thread: posted to the socket, so that Qt drops
+// it with the socket, and taken there by the server's event filter.
+class RZSocketWriteEvent : public QEvent
+{
+public:
+    static QEvent::Type writeType()
+    {
+        static const QEvent::Type s_eType = static_cast<QEvent::Type>(QEvent::registerEventType());
+        return s_eType;
+    }
+    RZSocketWriteEvent(QByteArray oBytes, QString strPath)
+        : QEvent(writeType()), m_oBytes(std::move(oBytes)), m_strPath(std::move(strPath))
+    {
+    }
+
+    const QByteArray m_oBytes;
+    const QString m_strPath; // for the error line
+};
 
 class SocketMapWrapper
 {
