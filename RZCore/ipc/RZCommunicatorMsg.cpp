@@ -37,9 +37,18 @@ enum class Word
     End,
 };
 
+struct Candidate
+{
+    char16_t cLetter; // the letter after "CMD_"
+    Word eWord;
+    const QString& strWord;
+};
+const Candidate kWords[] = {
+    {u'S', Word::Start, kStart}, {u'H', Word::Head, kHead}, {u'C', Word::Content, kContent}, {u'E', Word::End, kEnd}};
+
 // The next frame word at or after nFrom (its position in nAt), in one pass over the text. Every word
 // begins with "CMD_" and none holds "CMD_" anywhere else, so occurrences of the words never overlap
-// and each one begins at a "CMD_"; the letter after it tells which word it can be.
+// and each one begins at a "CMD_".
 Word nextWord(const QChar* pText, int nSize, int nFrom, int& nAt)
 {
     const auto is = [&](int i, const QString& strWord) {
@@ -50,25 +59,14 @@ Word nextWord(const QChar* pText, int nSize, int nFrom, int& nAt)
         if (pText[i].unicode() != u'C' || pText[i + 1].unicode() != u'M' || pText[i + 2].unicode() != u'D' ||
             pText[i + 3].unicode() != u'_')
             continue;
-        nAt = i;
-        switch (pText[i + 4].unicode()) {
-        case u'S':
-            if (is(i, kStart))
-                return Word::Start;
-            break;
-        case u'H':
-            if (is(i, kHead))
-                return Word::Head;
-            break;
-        case u'C':
-            if (is(i, kContent))
-                return Word::Content;
-            break;
-        case u'E':
-            if (is(i, kEnd))
-                return Word::End;
-            break;
-        default:
+        // The letter after "CMD_" tells which word it can be.
+        for (const Candidate& oWord : kWords) {
+            if (pText[i + 4].unicode() != oWord.cLetter)
+                continue;
+            if (is(i, oWord.strWord)) {
+                nAt = i;
+                return oWord.eWord;
+            }
             break;
         }
     }
