@@ -237,9 +237,9 @@ void RZCommunicatorServer::OnNewConnection()
 
 bool RZCommunicatorServer::eventFilter(QObject* pWatched, QEvent* pEvent)
 {
+    RZHappensBefore::received(pEvent); // a write is made on the sending thread
     if (pEvent->type() != RZSocketWriteEvent::writeType())
         return QObject::eventFilter(pWatched, pEvent);
-    RZHappensBefore::received(pEvent); // made on the sending thread
     const auto* pWrite = static_cast<const RZSocketWriteEvent*>(pEvent);
     auto* pSocket = static_cast<QLocalSocket*>(pWatched);
     if (pSocket->isValid())
