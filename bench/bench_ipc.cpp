@@ -21,6 +21,10 @@
 #include <QTimer>
 #include <QUuid>
 
+#ifdef __linux__
+#include <sched.h>
+#endif
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -47,10 +51,35 @@ QByteArray streamFrameBytes()
     return RZCommunicatorMsg(kStreamFrame, streamContents()).toString().toUtf8();
 }
 
+// Each process keeps a CPU of its own, the measuring one the first the machine allows it, the second
+// process the next: left to the scheduler, the two sometimes share a CPU (a round trip is then a pair of
+// context switches) and sometimes not (a round trip is then two wake-ups of an idle CPU), and a round's
+// ratio moved between 0.6 and 1.0 with that. Nothing is pinned on a machine with a single CPU.
+void keepCpu(int nIndex)
+{
+#ifdef __linux__
+    cpu_set_t oAllowed;
+    if (sched_getaffinity(0, sizeof oAllowed, &oAllowed) != 0 || CPU_COUNT(&oAllowed) < 2)
+        return;
+    for (int nCpu = 0, nSeen = 0; nCpu < CPU_SETSIZE; ++nCpu) {
+        if (!CPU_ISSET(nCpu, &oAllowed) || nSeen++ != nIndex)
+            continue;
+        cpu_set_t oOne;
+        CPU_ZERO(&oOne);
+        CPU_SET(nCpu, &oOne);
+        sched_setaffinity(0, sizeof oOne, &oOne);
+        return;
+    }
+#else
+    (void)nIndex;
+#endif
+}
+
 // ---- the second process ----------------------------------------------------------------------
 
 int runChild(const QString& strServer, const QString& strRawServer)
 {
+    keepCpu(1);
     RZCommunicatorClient oClient;
     // Made once, as the raw peer makes its bytes once: both sides stream what they hold.
     const QStringList lstContents = streamContents();
@@ -296,6 +325,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "bench_ipc: the second process did not come up\n");
         return 1;
     }
+    keepCpu(0); // after the start: the second process inherits the whole set and takes the next CPU
     RatioReporter oReporter;
     benchmark::RunSpecifiedBenchmarks(&oReporter);
     std::printf("\ncommunicator / raw QLocalSocket, per second, each round a median of alternated runs:\n");
