@@ -51,35 +51,62 @@ QByteArray streamFrameBytes()
     return RZCommunicatorMsg(kStreamFrame, streamContents()).toString().toUtf8();
 }
 
-// Each process keeps a CPU of its own, the measuring one the first the machine allows it, the second
-// process the next: left to the scheduler, the two sometimes share a CPU (a round trip is then a pair of
-// context switches) and sometimes not (a round trip is then two wake-ups of an idle CPU), and a round's
-// ratio moved between 0.6 and 1.0 with that. Nothing is pinned on a machine with a single CPU.
-void keepCpu(int nIndex)
+// Round trips run with each process on a CPU of its own, the first two the machine allows. Left to the
+// scheduler, the two sometimes share a CPU (a round trip is then a pair of context switches) and
+// sometimes not (then it is two wake-ups of an idle CPU), and a round's ratio moved between 0.6 and 1.0
+// with that. Streams run unpinned: a stream keeps both processes busy, and a pinned one would follow
+// whatever else the machine runs on just one of the two CPUs. Nothing is pinned with a single CPU.
+class CpuPlacement
 {
+public:
+    CpuPlacement()
+    {
 #ifdef __linux__
-    cpu_set_t oAllowed;
-    if (sched_getaffinity(0, sizeof oAllowed, &oAllowed) != 0 || CPU_COUNT(&oAllowed) < 2)
-        return;
-    for (int nCpu = 0, nSeen = 0; nCpu < CPU_SETSIZE; ++nCpu) {
-        if (!CPU_ISSET(nCpu, &oAllowed) || nSeen++ != nIndex)
-            continue;
-        cpu_set_t oOne;
-        CPU_ZERO(&oOne);
-        CPU_SET(nCpu, &oOne);
-        sched_setaffinity(0, sizeof oOne, &oOne);
-        return;
-    }
-#else
-    (void)nIndex;
+        m_bUsable = sched_getaffinity(0, sizeof m_oAllowed, &m_oAllowed) == 0 && CPU_COUNT(&m_oAllowed) >= 2;
 #endif
-}
+    }
+    // nChild: the second process's id.
+    void pin(qint64 nChild)
+    {
+#ifdef __linux__
+        if (!m_bUsable)
+            return;
+        int nIndex = 0;
+        for (int nCpu = 0; nCpu < CPU_SETSIZE && nIndex < 2; ++nCpu) {
+            if (!CPU_ISSET(nCpu, &m_oAllowed))
+                continue;
+            cpu_set_t oOne;
+            CPU_ZERO(&oOne);
+            CPU_SET(nCpu, &oOne);
+            sched_setaffinity(nIndex++ == 0 ? 0 : pid_t(nChild), sizeof oOne, &oOne);
+        }
+#else
+        (void)nChild;
+#endif
+    }
+    void release(qint64 nChild)
+    {
+#ifdef __linux__
+        if (!m_bUsable)
+            return;
+        sched_setaffinity(0, sizeof m_oAllowed, &m_oAllowed);
+        sched_setaffinity(pid_t(nChild), sizeof m_oAllowed, &m_oAllowed);
+#else
+        (void)nChild;
+#endif
+    }
+
+private:
+#ifdef __linux__
+    cpu_set_t m_oAllowed;
+#endif
+    bool m_bUsable = false;
+};
 
 // ---- the second process ----------------------------------------------------------------------
 
 int runChild(const QString& strServer, const QString& strRawServer)
 {
-    keepCpu(1);
     RZCommunicatorClient oClient;
     // Made once, as the raw peer makes its bytes once: both sides stream what they hold.
     const QStringList lstContents = streamContents();
@@ -188,6 +215,7 @@ public:
     qint64 m_nPongs = 0;
     qint64 m_nFrames = 0;
     qint64 m_nRawBytes = 0;
+    CpuPlacement m_oCpus;
 };
 
 Peer* g_pPeer = nullptr;
@@ -243,7 +271,9 @@ void BM_BeatRoundTrip(benchmark::State& state)
         oPeer.m_pServer->SendMsgToProcess(kBeat, {}, oPeer.m_strChildPath, false);
         oPeer.waitUntil([&] { return oPeer.m_nPongs >= nTarget; });
     };
+    oPeer.m_oCpus.pin(oPeer.m_oChild.processId());
     runPair(state, raw, beat, 1);
+    oPeer.m_oCpus.release(oPeer.m_oChild.processId());
 }
 
 void BM_Stream(benchmark::State& state)
@@ -325,7 +355,6 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "bench_ipc: the second process did not come up\n");
         return 1;
     }
-    keepCpu(0); // after the start: the second process inherits the whole set and takes the next CPU
     RatioReporter oReporter;
     benchmark::RunSpecifiedBenchmarks(&oReporter);
     std::printf("\ncommunicator / raw QLocalSocket, per second, each round a median of alternated runs:\n");
