@@ -233,10 +233,11 @@ void RZCustomEventDispatcher::sendEvent(std::shared_ptr<RZCustomEvent> event, co
         return;
 
     QThread* const current = QThread::currentThread();
-    const std::uint64_t serial = threadSerial();
+    std::uint64_t serial = 0; // asked only when a listener has a thread serial to compare
     for (const Link& link : *listeners) {
         RZCustomEventListener* listener = nullptr;
-        if (link->m_nThreadSerial.load(std::memory_order_acquire) == serial) {
+        const std::uint64_t owner = link->m_nThreadSerial.load(std::memory_order_acquire);
+        if (owner != 0 && owner == (serial ? serial : (serial = threadSerial()))) {
             // A listener of this thread can only be destroyed by this thread, so no guard is needed.
             listener = link->m_pListener;
         } else {
@@ -249,7 +250,7 @@ void RZCustomEventDispatcher::sendEvent(std::shared_ptr<RZCustomEvent> event, co
                     postTo(listener, event);
                 continue;
             }
-            link->m_nThreadSerial.store(serial, std::memory_order_release);
+            link->m_nThreadSerial.store(serial ? serial : (serial = threadSerial()), std::memory_order_release);
         }
         if (!listener || !listener->isListening())
             continue;
