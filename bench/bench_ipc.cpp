@@ -4,7 +4,8 @@
 //     against a raw echo of the 71 bytes of that frame;
 //   - one-way frames streamed from the client to the server (parsed by the receiver, as a host
 //     does) against the same bytes streamed raw.
-// The pairs run interleaved, repeated; the ratios of the medians are printed at the end.
+// Each pair runs alternately within one benchmark, in five rounds; the summary gives each round's
+// ratio, their median and how closely the rounds agree.
 // Run: scripts/bench bench_ipc    (the binary starts itself again as the second process)
 #include <RZCore/ipc/RZCommunicator.h>
 #include <RZCore/log/RZBaseLog.h>
@@ -13,13 +14,19 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QTimer>
 #include <QUuid>
 
+#ifdef __linux__
+#include <sched.h>
+#endif
+
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -44,18 +51,72 @@ QByteArray streamFrameBytes()
     return RZCommunicatorMsg(kStreamFrame, streamContents()).toString().toUtf8();
 }
 
+// Round trips run with each process on a CPU of its own, the first two the machine allows. Left to the
+// scheduler, the two sometimes share a CPU (a round trip is then a pair of context switches) and
+// sometimes not (then it is two wake-ups of an idle CPU), and a round's ratio moved between 0.6 and 1.0
+// with that. Streams run unpinned: a stream keeps both processes busy, and a pinned one would follow
+// whatever else the machine runs on just one of the two CPUs. Nothing is pinned with a single CPU.
+class CpuPlacement
+{
+public:
+    CpuPlacement()
+    {
+#ifdef __linux__
+        m_bUsable = sched_getaffinity(0, sizeof m_oAllowed, &m_oAllowed) == 0 && CPU_COUNT(&m_oAllowed) >= 2;
+#endif
+    }
+    // nChild: the second process's id.
+    void pin(qint64 nChild)
+    {
+#ifdef __linux__
+        if (!m_bUsable)
+            return;
+        int nIndex = 0;
+        for (int nCpu = 0; nCpu < CPU_SETSIZE && nIndex < 2; ++nCpu) {
+            if (!CPU_ISSET(nCpu, &m_oAllowed))
+                continue;
+            cpu_set_t oOne;
+            CPU_ZERO(&oOne);
+            CPU_SET(nCpu, &oOne);
+            sched_setaffinity(nIndex++ == 0 ? 0 : pid_t(nChild), sizeof oOne, &oOne);
+        }
+#else
+        (void)nChild;
+#endif
+    }
+    void release(qint64 nChild)
+    {
+#ifdef __linux__
+        if (!m_bUsable)
+            return;
+        sched_setaffinity(0, sizeof m_oAllowed, &m_oAllowed);
+        sched_setaffinity(pid_t(nChild), sizeof m_oAllowed, &m_oAllowed);
+#else
+        (void)nChild;
+#endif
+    }
+
+private:
+#ifdef __linux__
+    cpu_set_t m_oAllowed;
+#endif
+    bool m_bUsable = false;
+};
+
 // ---- the second process ----------------------------------------------------------------------
 
 int runChild(const QString& strServer, const QString& strRawServer)
 {
     RZCommunicatorClient oClient;
+    // Made once, as the raw peer makes its bytes once: both sides stream what they hold.
+    const QStringList lstContents = streamContents();
     QObject::connect(&oClient, &RZCommunicatorClient::sigRecveMsg, [&](const QString& strText) {
         for (const RZCommunicatorMsg& oMsg : RZCommunicatorMsg::buildListFromString(strText)) {
             if (!oMsg.contains(kStreamRequest))
                 continue;
             const int nCount = oMsg.firstContent().toInt();
             for (int i = 0; i < nCount; ++i)
-                oClient.SendMsg(kStreamFrame, streamContents(), false);
+                oClient.SendMsg(kStreamFrame, lstContents, false);
         }
     });
     QObject::connect(&oClient, &RZCommunicatorClient::sigServerClosed, [] { QCoreApplication::exit(0); });
@@ -154,69 +215,87 @@ public:
     qint64 m_nPongs = 0;
     qint64 m_nFrames = 0;
     qint64 m_nRawBytes = 0;
+    CpuPlacement m_oCpus;
 };
 
 Peer* g_pPeer = nullptr;
 
-void BM_RawEcho(benchmark::State& state)
+constexpr int kRounds = 5;
+
+double median(std::vector<double> vecValues)
 {
-    Peer& oPeer = *g_pPeer;
-    const QByteArray oBytes = RZCommunicatorMsg(kBeat, {}).toString().toUtf8();
+    if (vecValues.empty())
+        return 0;
+    std::sort(vecValues.begin(), vecValues.end());
+    return vecValues[vecValues.size() / 2];
+}
+
+// Runs `raw` and `ours` alternately, each timed alone, the first of the two switching every
+// iteration, so that whatever else the machine does falls on both alike. Each gets the median of its
+// own times: a stall of the scheduler now and then moves a median little, a mean a lot.
+template <typename Raw, typename Ours>
+void runPair(benchmark::State& state, Raw raw, Ours ours, double dItemsPerRun)
+{
+    std::vector<double> vecRaw;
+    std::vector<double> vecOurs;
+    QElapsedTimer oTimer;
+    bool bRawFirst = true;
     for (auto _ : state) {
-        const qint64 nTarget = oPeer.m_nRawBytes + oBytes.size();
-        oPeer.m_pRaw->write(oBytes);
-        oPeer.m_pRaw->flush();
-        oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
+        for (int nSide = 0; nSide < 2; ++nSide) {
+            const bool bRaw = (nSide == 0) == bRawFirst;
+            oTimer.start();
+            bRaw ? raw() : ours();
+            (bRaw ? vecRaw : vecOurs).push_back(double(oTimer.nsecsElapsed()));
+        }
+        bRawFirst = !bRawFirst;
     }
-    state.counters["round_trips/s"] =
-        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    const double dRaw = dItemsPerRun * 1e9 / median(vecRaw);
+    const double dOurs = dItemsPerRun * 1e9 / median(vecOurs);
+    state.counters["raw/s"] = dRaw;
+    state.counters["ours/s"] = dOurs;
+    state.counters["ratio"] = dOurs / dRaw;
 }
 
 void BM_BeatRoundTrip(benchmark::State& state)
 {
     Peer& oPeer = *g_pPeer;
-    for (auto _ : state) {
+    const QByteArray oBytes = RZCommunicatorMsg(kBeat, {}).toString().toUtf8();
+    const auto raw = [&] {
+        const qint64 nTarget = oPeer.m_nRawBytes + oBytes.size();
+        oPeer.m_pRaw->write(oBytes);
+        oPeer.m_pRaw->flush();
+        oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
+    };
+    const auto beat = [&] {
         const qint64 nTarget = oPeer.m_nPongs + 1;
         oPeer.m_pServer->SendMsgToProcess(kBeat, {}, oPeer.m_strChildPath, false);
         oPeer.waitUntil([&] { return oPeer.m_nPongs >= nTarget; });
-    }
-    state.counters["round_trips/s"] =
-        benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    };
+    oPeer.m_oCpus.pin(oPeer.m_oChild.processId());
+    runPair(state, raw, beat, 1);
+    oPeer.m_oCpus.release(oPeer.m_oChild.processId());
 }
 
-void BM_RawStream(benchmark::State& state)
+void BM_Stream(benchmark::State& state)
 {
     Peer& oPeer = *g_pPeer;
     const qint64 nBatchBytes = qint64(streamFrameBytes().size()) * kStreamBatch;
-    for (auto _ : state) {
+    const auto raw = [&] {
         const qint64 nTarget = oPeer.m_nRawBytes + nBatchBytes;
         oPeer.m_pRaw->write("S:" + QByteArray::number(kStreamBatch));
         oPeer.m_pRaw->flush();
         oPeer.waitUntil([&] { return oPeer.m_nRawBytes >= nTarget; });
-    }
-    state.counters["frames/s"] =
-        benchmark::Counter(double(state.iterations()) * kStreamBatch, benchmark::Counter::kIsRate);
-}
-
-void BM_FrameStream(benchmark::State& state)
-{
-    Peer& oPeer = *g_pPeer;
-    for (auto _ : state) {
+    };
+    const auto frames = [&] {
         const qint64 nTarget = oPeer.m_nFrames + kStreamBatch;
-        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)},
-                                          oPeer.m_strChildPath, false);
+        oPeer.m_pServer->SendMsgToProcess(kStreamRequest, {QString::number(kStreamBatch)}, oPeer.m_strChildPath,
+                                          false);
         oPeer.waitUntil([&] { return oPeer.m_nFrames >= nTarget; });
-    }
-    state.counters["frames/s"] =
-        benchmark::Counter(double(state.iterations()) * kStreamBatch, benchmark::Counter::kIsRate);
+    };
+    runPair(state, raw, frames, kStreamBatch);
 }
 
-BENCHMARK(BM_RawEcho)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-BENCHMARK(BM_BeatRoundTrip)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-BENCHMARK(BM_RawStream)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-BENCHMARK(BM_FrameStream)->MinTime(1.0)->Repetitions(5)->UseRealTime();
-
-// Console output as usual, plus the median rate of every benchmark, for the ratios at the end.
+// Console output as usual, plus each round's ratio of every pair, for the summary at the end.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
@@ -226,31 +305,30 @@ public:
         for (const Run& oRun : vecRuns) {
             if (oRun.run_type != Run::RT_Iteration || oRun.error_occurred)
                 continue;
-            for (const char* pName : {"round_trips/s", "frames/s"}) {
-                auto it = oRun.counters.find(pName);
-                if (it != oRun.counters.end())
-                    m_mapRates[oRun.run_name.function_name].push_back(it->second.value);
-            }
+            const std::string strName = oRun.benchmark_name();
+            auto it = oRun.counters.find("ratio");
+            if (it != oRun.counters.end())
+                m_mapRatios[strName.substr(0, strName.find("/round:"))].push_back(it->second.value);
         }
     }
-    void printRatio(const char* pTitle, const std::string& strOurs, const std::string& strRaw)
+    // The median of the rounds' ratios, the rounds, and how far the farthest round is from the median.
+    void printRatio(const char* pTitle, const std::string& strName, const char* pTarget)
     {
-        const double dOurs = median(strOurs);
-        const double dRaw = median(strRaw);
-        if (dOurs > 0 && dRaw > 0)
-            std::printf("%-34s %10.0f / %10.0f per s = %.2fx\n", pTitle, dOurs, dRaw, dOurs / dRaw);
+        const std::vector<double>& vecRatios = m_mapRatios[strName];
+        if (vecRatios.empty())
+            return;
+        const double dMedian = median(vecRatios);
+        double dSpread = 0;
+        std::printf("%-36s median %.2fx  (rounds:", pTitle, dMedian);
+        for (double dRatio : vecRatios) {
+            std::printf(" %.2f", dRatio);
+            dSpread = std::max(dSpread, std::abs(dRatio / dMedian - 1));
+        }
+        std::printf(")  rounds within %.0f %% of it  target %s\n", dSpread * 100, pTarget);
     }
 
 private:
-    double median(const std::string& strName)
-    {
-        std::vector<double> vecValues = m_mapRates[strName];
-        if (vecValues.empty())
-            return 0;
-        std::sort(vecValues.begin(), vecValues.end());
-        return vecValues[vecValues.size() / 2];
-    }
-    std::map<std::string, std::vector<double>> m_mapRates;
+    std::map<std::string, std::vector<double>> m_mapRatios;
 };
 
 } // namespace
@@ -262,13 +340,14 @@ int main(int argc, char** argv)
     if (argc >= 4 && std::strcmp(argv[1], "--ipc-child") == 0)
         return runChild(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
 
-    // Interleave the repetitions, so that a change in the machine's load hits both sides of a pair.
-    // Given first, so that the caller's own flags still win.
-    std::vector<char*> vecArgs(argv, argv + argc);
-    char oInterleave[] = "--benchmark_enable_random_interleaving=true";
-    vecArgs.insert(vecArgs.begin() + 1, oInterleave);
-    int nArgs = int(vecArgs.size());
-    benchmark::Initialize(&nArgs, vecArgs.data());
+    benchmark::Initialize(&argc, argv);
+    for (int nRound = 0; nRound < kRounds; ++nRound) {
+        const std::string strRound = "/round:" + std::to_string(nRound);
+        benchmark::RegisterBenchmark(("beat_round_trip" + strRound).c_str(), BM_BeatRoundTrip)
+            ->MinTime(1.0)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark(("stream" + strRound).c_str(), BM_Stream)->MinTime(1.0)->UseRealTime();
+    }
 
     Peer oPeer;
     g_pPeer = &oPeer;
@@ -278,9 +357,9 @@ int main(int argc, char** argv)
     }
     RatioReporter oReporter;
     benchmark::RunSpecifiedBenchmarks(&oReporter);
-    std::printf("\nmedians, communicator / raw QLocalSocket:\n");
-    oReporter.printRatio("beat round trip vs raw echo", "BM_BeatRoundTrip", "BM_RawEcho");
-    oReporter.printRatio("frames streamed one way vs raw", "BM_FrameStream", "BM_RawStream");
+    std::printf("\ncommunicator / raw QLocalSocket, per second, each round a median of alternated runs:\n");
+    oReporter.printRatio("beat round trip vs raw echo", "beat_round_trip", ">= 0.9");
+    oReporter.printRatio("frames streamed one way vs raw", "stream", ">= 0.9");
     oPeer.stop();
     benchmark::Shutdown();
     return 0;

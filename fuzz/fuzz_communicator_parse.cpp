@@ -1,5 +1,6 @@
 // Any text through RZCommunicatorMsg::buildListFromString: it must not crash, and what it returns
-// must hold what the format promises. Text free of frame words also goes through a round trip.
+// must hold what the format promises; where the fast reading of plain frames applies, it must give
+// what the rule gives. Text free of frame words also goes through a round trip.
 #include <RZCore/ipc/RZCommunicatorFrame_p.h>
 #include <RZCore/ipc/RZCommunicatorMsg.h>
 
@@ -13,6 +14,16 @@ void check(bool bHolds)
 {
     if (!bHolds)
         std::abort();
+}
+
+bool same(const QList<RZCommunicatorMsg>& lstA, const QList<RZCommunicatorMsg>& lstB)
+{
+    if (lstA.size() != lstB.size())
+        return false;
+    for (int i = 0; i < lstA.size(); ++i)
+        if (lstA.at(i).command() != lstB.at(i).command() || lstA.at(i).contents() != lstB.at(i).contents())
+            return false;
+    return true;
 }
 
 bool holdsFrameWord(const QString& strText)
@@ -37,6 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
             check(!holdsFrameWord(strEntry));
         check(oMsg.firstContent() == oMsg.contents().first());
     }
+    QList<RZCommunicatorMsg> lstPlain;
+    if (RZCommunicatorFrame::isWhole(strText) && RZCommunicatorFrame::readPlainFrames(strText, lstPlain))
+        check(same(lstPlain, RZCommunicatorFrame::readByRule(strText)));
 
     // Lines as command and contents. Without "CMD_" no frame word can appear, or form across a
     // boundary, so the frame must parse back to the same message.

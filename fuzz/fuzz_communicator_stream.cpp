@@ -1,6 +1,6 @@
 // Arbitrary byte chunks through the reassembly rule of both ends, as their sockets deliver them:
-// the client's stream starts with the server's "next" greeting, the server's does not (its one
-// buffer takes every client's reads alike). Each chunk is one read, decoded on its own.
+// the client's stream starts with the server's "next" greeting, the server's socket's does not. Each
+// chunk is one read, decoded on its own, and the reader of each end must agree with the rule.
 //
 // Input: a sequence of [length byte][that many bytes].
 #include <RZCore/ipc/RZCommunicatorFrame_p.h>
@@ -22,16 +22,22 @@ void check(bool bHolds)
 struct ReadingEnd
 {
     QString strBuffer;
+    RZCommunicatorFrame::Reader oReader;
     qsizetype nIn = 0;
     qsizetype nOut = 0;
 
     void read(const QByteArray& oBytes, bool bServer)
     {
         using namespace RZCommunicatorFrame;
-        const QString strRead = QString::fromUtf8(oBytes);
+        const QString strRead = QString::fromUtf8(oBytes.constData(), oBytes.size());
         const QString strBefore = strBuffer;
         QString strText;
         const ReadOutcome eOutcome = reassemble(strBuffer, strRead, strText);
+        QString strReaderRead;
+        QString strReaderText;
+        const bool bDelivered = oReader.read(oBytes, strReaderRead, strReaderText);
+        check(strReaderRead == strRead && bDelivered == (eOutcome != ReadOutcome::Buffered));
+        check(!bDelivered || strReaderText == strText);
         nIn += strRead.size();
         switch (eOutcome) {
         case ReadOutcome::Whole:

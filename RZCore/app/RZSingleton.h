@@ -14,6 +14,15 @@
 //
 // The library's own singleton types are instantiated once, inside the library, and declared with
 // RZCORE_EXTERN_SINGLETON so that a host reaches the very same object.
+//
+// An `RZSingleton<T>` is destroyed at exit with the other function-local statics, in reverse order of
+// construction, so an object built before T's first use must not reach T from its destructor. A type
+// that objects of any lifetime reach at exit (a registry they leave from their destructors) declares
+//
+//     static constexpr bool kOutlivesStatics = true;   // public
+//
+// and is then never destroyed: it is built in static storage, and what it owns stays reachable from
+// there, so a leak checker does not count it either.
 
 #include <RZCore/RZCoreExport.h>
 
@@ -22,6 +31,18 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <new>
+#include <type_traits>
+
+namespace RZSingletonTraits {
+template <typename T, typename = void> struct OutlivesStatics : std::false_type
+{
+};
+template <typename T>
+struct OutlivesStatics<T, std::void_t<decltype(T::kOutlivesStatics)>> : std::bool_constant<T::kOutlivesStatics>
+{
+};
+} // namespace RZSingletonTraits
 
 template <typename T>
 class RZCORE_TEMPLATE_EXPORT RZSingleton
@@ -41,8 +62,14 @@ protected:
 template <typename T>
 T* RZSingleton<T>::instance()
 {
-    static T oInstance;
-    return &oInstance;
+    if constexpr (RZSingletonTraits::OutlivesStatics<T>::value) {
+        alignas(T) static unsigned char s_aStorage[sizeof(T)];
+        static T* const s_pInstance = new (s_aStorage) T();
+        return s_pInstance;
+    } else {
+        static T oInstance;
+        return &oInstance;
+    }
 }
 
 class RZCORE_EXPORT IRZLazySingleton

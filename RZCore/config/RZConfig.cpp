@@ -83,11 +83,6 @@ private:
     QReadWriteLock* m_pLock;
 };
 
-void restrictSettingsFile(const QString& path)
-{
-    RZPlatform::restrictSettingsFile(QFile::encodeName(QDir::toNativeSeparators(path)).toStdString());
-}
-
 } // namespace
 
 // ---- RZFlagUtility -------------------------------------------------------------------------------
@@ -259,7 +254,7 @@ void RZConfig::InitAppSettings()
     checkExceptLockIni(userPath);
 
     if (QFile::exists(userPath)) {
-        restrictSettingsFile(userPath);
+        privateSettingsFile(userPath);
         m_pAppSettings = new RZConfigIniSettings(userPath);
         if (m_bSubProcess) {
             RZLOG_INFO("getIsMainAppFlag:false, SubProcessName:%s",
@@ -279,9 +274,13 @@ void RZConfig::InitAppSettings()
         SetAppValue(QStringLiteral("ProjectTemplate"), QStringLiteral("ProjectTemplateBackupCustomShow"),
                     false);
     } else if (QFile::exists(kDefaultConfigPath)) {
-        QFile::copy(kDefaultConfigPath, userPath);
-        // The copy of a resource is read-only; the user's file must be writable.
-        restrictSettingsFile(userPath);
+        // The copy is the user's alone before the defaults go in (QFile::copy would give it the
+        // resource's read-only mode for everyone).
+        QFile defaults(kDefaultConfigPath);
+        QFile user(privateSettingsFile(userPath));
+        if (defaults.open(QIODevice::ReadOnly) && user.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            user.write(defaults.readAll());
+        user.close();
         m_pAppSettings = new RZConfigIniSettings(userPath);
     } else {
         RZLOG_ERROR("Init config error!");
@@ -295,7 +294,10 @@ void RZConfig::InitCaddyMsgSetting()
 {
     const QString path = settingsFilePath(QStringLiteral("CaddyMsg.ini"));
     QFile file(path);
-    file.open(QIODevice::ReadOnly);
+    // A file of an earlier release may be readable by all; a missing one is made private by the
+    // first write.
+    if (file.open(QIODevice::ReadOnly))
+        privateSettingsFile(path);
     file.close();
     m_pCaddySettings = new QSettings(path, QSettings::IniFormat);
     // The file's groups go to the application cache, where GetCaddyMsgValue reads them.
@@ -430,8 +432,10 @@ void RZConfig::SetCaddyMsgValue(const QString& group, const QString& key, const 
     RZConfigLock::WriteLocker lock(m_oCaddyLock);
     m_oCaddyCache[group][key] = value;
     post([this, group, key, value] {
-        if (m_pCaddySettings && !key.isEmpty())
+        if (m_pCaddySettings && !key.isEmpty()) {
+            privateSettingsFile(m_pCaddySettings->fileName());
             m_pCaddySettings->setValue(group + QLatin1Char('/') + key, value);
+        }
     });
 }
 

@@ -3,6 +3,8 @@
 
 #include <RZCore/config/RZConfig.h>
 
+#include "RZConfig_p.h"
+
 #include <RZCore/app/RZAppInfo.h>
 #include <RZCore/config/RZCBSUrlReader.h>
 #include <RZCore/util/RZDeploymentValues.h>
@@ -32,7 +34,8 @@ QString cinveraIniValue(const QString& key, const QVariant& defaultValue = QVari
 
 void setCinveraIniValue(const QString& key, const QVariant& value)
 {
-    QSettings(RZConfig::GetCinveraConfigFile(), QSettings::IniFormat).setValue(key, value);
+    QSettings settings(privateSettingsFile(RZConfig::GetCinveraConfigFile()), QSettings::IniFormat);
+    settings.setValue(key, value);
 }
 
 // A folder stored in "Cinvera.ini", or the fallback when the file, the value or the folder is missing.
@@ -269,7 +272,7 @@ int RZConfig::getLifeTimeUpgradeAutoPopCount() const
 
 void RZConfig::setLifeTimeUpgradeAutoPopCount(int count)
 {
-    QSettings(settingsFilePath(QStringLiteral("FConfig.ini")), QSettings::IniFormat)
+    QSettings(privateSettingsFile(settingsFilePath(QStringLiteral("FConfig.ini"))), QSettings::IniFormat)
         .setValue(QStringLiteral("LifeTimeUpgrade/AutoPopCount"), count);
 }
 
@@ -319,7 +322,7 @@ QSize RZConfig::getMainFormSizeConfig() const
 
 void RZConfig::setMainFormSizeConfig(const QSize& size)
 {
-    QSettings settings(GetCinveraConfigFile(), QSettings::IniFormat);
+    QSettings settings(privateSettingsFile(GetCinveraConfigFile()), QSettings::IniFormat);
     settings.setValue(QStringLiteral("WindowSize/MainFormWidth"), size.width());
     settings.setValue(QStringLiteral("WindowSize/MainFormHeight"), size.height());
 }

@@ -1,14 +1,25 @@
 #pragma once
 // Private parts of the settings store; not installed.
 
+#include <QDir>
 #include <QEvent>
+#include <QFile>
 #include <QObject>
 #include <QReadWriteLock>
 #include <QSettings>
 
 #include <functional>
 
+#include <RZCore/platform/RZPlatform.h>
 #include <RZCore/util/RZHappensBefore_p.h>
+
+// Settings hold account names, paths and tokens: every settings file is the user's alone, made so
+// (created if need be) before anything is written to it. Returns the path, for a QSettings over it.
+inline const QString& privateSettingsFile(const QString& path)
+{
+    RZPlatform::restrictSettingsFile(QFile::encodeName(QDir::toNativeSeparators(path)).toStdString());
+    return path;
+}
 
 // The application settings file as the store's thread uses it. QSettings on its own writes the file
 // at the next turn of its thread's event loop after every change, which under a stream of writes

@@ -9,6 +9,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cstdint>
 
 RZCORE_INSTANTIATE_SINGLETON(RZCustomEventDispatcher)
 
@@ -65,6 +66,21 @@ public:
 
 // ---- listener ----------------------------------------------------------------------------------
 
+namespace {
+
+// A number for the calling thread that no other thread ever gets, unlike the address of its QThread or
+// its system id, both of which a later thread may take over once this one has ended.
+std::uint64_t threadSerial()
+{
+    static std::atomic<std::uint64_t> s_nLast{0};
+    thread_local std::uint64_t t_nSerial = 0;
+    if (t_nSerial == 0)
+        t_nSerial = s_nLast.fetch_add(1, std::memory_order_relaxed) + 1;
+    return t_nSerial;
+}
+
+} // namespace
+
 // The dispatcher's handle on a listener. A sender on another thread holds the guard while it looks at
 // the listener; the listener's destructor takes it to clear the pointer, so it waits for such a look
 // to end, and a later look finds null.
@@ -72,15 +88,18 @@ class RZCustomEventListenerLink
 {
 public:
     RZCustomEventListenerLink(RZCustomEventListener* target, int priority)
-        : m_pListener(target), m_pThread(target->thread()), m_nPriority(priority)
+        : m_pListener(target),
+          m_nThreadSerial(target->thread() == QThread::currentThread() ? threadSerial() : 0),
+          m_nPriority(priority)
     {
     }
 
     // Recursive: a filter that runs under it may itself send.
     std::recursive_mutex m_oGuard;
     RZCustomEventListener* m_pListener; // written under the guard by the listener's own thread
-    // The listener's thread as last seen; null while a move to another thread is under way.
-    std::atomic<QThread*> m_pThread;
+    // The serial of the listener's thread, stored by that thread itself; 0 while unknown (a move to
+    // another thread is under way). A sender whose serial it is may call the listener unguarded.
+    std::atomic<std::uint64_t> m_nThreadSerial;
     const int m_nPriority;
 };
 
@@ -126,7 +145,7 @@ bool RZCustomEventListener::event(QEvent* event)
     }
     // Sent before a move: until a sender sees the new thread, it takes the guarded path.
     if (event->type() == QEvent::ThreadChange)
-        m_pLink->m_pThread.store(nullptr, std::memory_order_release);
+        m_pLink->m_nThreadSerial.store(0, std::memory_order_release);
     return QObject::event(event);
 }
 
@@ -214,9 +233,11 @@ void RZCustomEventDispatcher::sendEvent(std::shared_ptr<RZCustomEvent> event, co
         return;
 
     QThread* const current = QThread::currentThread();
+    std::uint64_t serial = 0; // asked only when a listener has a thread serial to compare
     for (const Link& link : *listeners) {
         RZCustomEventListener* listener = nullptr;
-        if (link->m_pThread.load(std::memory_order_acquire) == current) {
+        const std::uint64_t owner = link->m_nThreadSerial.load(std::memory_order_acquire);
+        if (owner != 0 && owner == (serial ? serial : (serial = threadSerial()))) {
             // A listener of this thread can only be destroyed by this thread, so no guard is needed.
             listener = link->m_pListener;
         } else {
@@ -224,13 +245,12 @@ void RZCustomEventDispatcher::sendEvent(std::shared_ptr<RZCustomEvent> event, co
             listener = link->m_pListener;
             if (!listener)
                 continue;
-            QThread* const actual = listener->thread();
-            link->m_pThread.store(actual, std::memory_order_release);
-            if (actual != current) {
+            if (listener->thread() != current) {
                 if (listener->isListening() && (!filter || filter(listener->parent())))
                     postTo(listener, event);
                 continue;
             }
+            link->m_nThreadSerial.store(serial ? serial : (serial = threadSerial()), std::memory_order_release);
         }
         if (!listener || !listener->isListening())
             continue;

@@ -281,6 +281,9 @@ class RZCORE_EXPORT RZCustomEventDispatcher : public RZSingleton<RZCustomEventDi
 public:
     // Tests the parent of a listener; an empty filter lets every listener through.
     using Filter = std::function<bool(QObject*)>;
+    // Never destroyed: listeners owned by objects of static storage duration leave it at exit, and
+    // hosts send from their destructors, whichever static was built first.
+    static constexpr bool kOutlivesStatics = true;
 
     static RZCustomEventDispatcher& instance();
 

@@ -28,6 +28,25 @@ static_assert(RZDir::kFilterClear == (QDir::Dirs | QDir::Files | QDir::Readable 
 static_assert(RZDir::kFilterRemoveTree ==
               (QDir::Files | QDir::NoSymLinks | QDir::Hidden | QDir::AllDirs | QDir::NoDot | QDir::NoDotDot));
 
+// Walks never enter a folder reached through a link (a symbolic link, a shortcut, a junction): the link
+// may lead back up the tree, which made every walk loop to the system's link-depth limit, or out of it.
+bool isLink(const QFileInfo& entry)
+{
+    return entry.isSymLink() || entry.isJunction();
+}
+
+// The names of the sub-folders a walk enters, listed with the filter `value` (plus `extra`).
+QStringList subFolders(const QDir& dir, int value, QDir::Filters extra = {},
+                       QDir::SortFlags sort = QDir::NoSort)
+{
+    QStringList names;
+    const QFileInfoList entries = dir.entryInfoList(filter(value) | extra, sort);
+    for (const QFileInfo& entry : entries)
+        if (!isLink(entry))
+            names.append(entry.fileName());
+    return names;
+}
+
 const QString kEffectPackRoot = QStringLiteral("EffectPackDir");
 const QString kEffectPackDir = QStringLiteral("Dir");
 const QString kEffectPackPath = QStringLiteral("Path");
@@ -160,7 +179,7 @@ int RZDir::dirHasFiles(const QString& path)
 {
     const QDir dir(path);
     int count = dir.entryList(filter(kFilterFiles)).size();
-    const QStringList subDirs = dir.entryList(filter(kFilterSubDirs));
+    const QStringList subDirs = subFolders(dir, kFilterSubDirs);
     for (const QString& name : subDirs) {
         if (count >= 1)
             break;
@@ -173,7 +192,7 @@ int RZDir::getFileNumber(const QString& path)
 {
     const QDir dir(path);
     int count = dir.entryList(filter(kFilterOnlyFiles), QDir::Unsorted).size();
-    const QStringList subDirs = dir.entryList(filter(kFilterSubDirs), QDir::Unsorted);
+    const QStringList subDirs = subFolders(dir, kFilterSubDirs, {}, QDir::Unsorted);
     for (const QString& name : subDirs)
         count += getFileNumber(dir.filePath(name));
     return count;
@@ -182,16 +201,16 @@ int RZDir::getFileNumber(const QString& path)
 namespace {
 
 // Bytes of the files of a folder and of the sub-folders that `subDirFilter` lists, recursively.
-qint64 folderBytes(const QString& path, QDir::Filters fileFilter, QDir::Filters subDirFilter)
+qint64 folderBytes(const QString& path, int subDirFilter, QDir::Filters subDirExtra)
 {
     const QDir dir(path);
     qint64 size = 0;
-    const QFileInfoList files = dir.entryInfoList(fileFilter, QDir::Unsorted);
+    const QFileInfoList files = dir.entryInfoList(filter(RZDir::kFilterOnlyFiles), QDir::Unsorted);
     for (const QFileInfo& file : files)
         size += file.size();
-    const QStringList subDirs = dir.entryList(subDirFilter, QDir::Unsorted);
+    const QStringList subDirs = subFolders(dir, subDirFilter, subDirExtra, QDir::Unsorted);
     for (const QString& name : subDirs)
-        size += folderBytes(dir.filePath(name), fileFilter, subDirFilter);
+        size += folderBytes(dir.filePath(name), subDirFilter, subDirExtra);
     return size;
 }
 
@@ -199,19 +218,20 @@ qint64 folderBytes(const QString& path, QDir::Filters fileFilter, QDir::Filters 
 
 qint64 RZDir::getFolderSize(QString path)
 {
-    return folderBytes(path, filter(kFilterOnlyFiles), filter(kFilterSubDirs));
+    return folderBytes(path, kFilterSubDirs, {});
 }
 
 qint64 RZDir::getDirFileTotalSize(const QString& path)
 {
-    return folderBytes(path, filter(kFilterOnlyFiles), filter(kFilterAllSubDirs));
+    // AllDirs passes by name filters; hidden folders (".cache") need Hidden as well.
+    return folderBytes(path, kFilterAllSubDirs, QDir::Hidden);
 }
 
 void RZDir::getAllFile(QString dir, QList<QFileInfo>& out, bool recursive, int depth)
 {
     const QDir folder(dir);
     if (recursive && depth < 5) {
-        const QStringList subDirs = folder.entryList(filter(kFilterSubDirs));
+        const QStringList subDirs = subFolders(folder, kFilterSubDirs);
         for (const QString& name : subDirs)
             getAllFile(folder.filePath(name), out, recursive, depth + 1);
     }
@@ -237,9 +257,10 @@ QStringList RZDir::GetFilesFromDir(const QString& path, const QStringList& suffi
     QStringList result;
     const QFileInfoList entries = QDir(path).entryInfoList(filter(kFilterDirsFiles));
     for (const QFileInfo& entry : entries) {
-        if (entry.isDir())
-            result += GetFilesFromDir(entry.filePath(), suffixes);
-        else if (CheckFilters(suffixes, entry.suffix()))
+        if (entry.isDir()) {
+            if (!isLink(entry))
+                result += GetFilesFromDir(entry.filePath(), suffixes);
+        } else if (CheckFilters(suffixes, entry.suffix()))
             result.append(entry.absoluteFilePath());
     }
     return result;
@@ -354,7 +375,8 @@ bool RZDir::copyAllDirFiles(const QString& from, const QString& to)
     for (const QFileInfo& entry : entries) {
         const QString destination = target.filePath(entry.fileName());
         if (entry.isDir()) {
-            copyAllDirFiles(entry.filePath(), destination);
+            if (!isLink(entry))
+                copyAllDirFiles(entry.filePath(), destination);
         } else {
             if (QFileInfo::exists(destination))
                 QFile::remove(destination);
@@ -375,7 +397,7 @@ bool RZDir::copyDirectoryFiles(const QString& from, const QString& to, bool over
     for (const QFileInfo& entry : entries) {
         const QString destination = target.filePath(entry.fileName());
         if (entry.isDir()) {
-            if (!copyDirectoryFiles(entry.filePath(), destination, overwrite))
+            if (!isLink(entry) && !copyDirectoryFiles(entry.filePath(), destination, overwrite))
                 return false;
         } else {
             if (overwrite && QFileInfo::exists(destination))
@@ -401,7 +423,7 @@ bool RZDir::removeFolderContent(const QString& path)
             const QFileInfo entry = work.at(i);
             const QString entryPath = entry.absoluteFilePath();
             // A link is removed as a link: following it would empty a folder outside this one.
-            if (entry.isDir() && !entry.isSymLink()) {
+            if (entry.isDir() && !isLink(entry)) {
                 const QFileInfoList children =
                     QDir(entryPath).entryInfoList(filter(kFilterClear), QDir::Name);
                 if (children.isEmpty()) {
@@ -442,7 +464,8 @@ bool RZDir::removeRecursively(const QString& path, bool removeSelf, const QStrin
     bool result = true;
     for (const QFileInfo& entry : qAsConst(entries)) {
         if (entry.isDir()) {
-            if (!removeRecursively(entry.absoluteFilePath(), true, filters))
+            // A junction passes the filter's NoSymLinks; like a link it stays, and so does its folder.
+            if (isLink(entry) || !removeRecursively(entry.absoluteFilePath(), true, filters))
                 result = false;
         } else if (!QFile::remove(entry.absoluteFilePath())) {
             result = false;

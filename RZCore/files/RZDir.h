@@ -7,6 +7,11 @@
 // A path delimiter is QDir::separator() or "/"; both are recognised wherever a path is taken apart,
 // and QDir::separator() is the one added. Failures are reported only by the results: an empty
 // text, false, or nothing at all. Nothing here logs.
+//
+// Recursive walks (sizes, counts, listings, copies, removal) never enter a folder reached through a
+// link (a symbolic link, a shortcut, a junction): such a link may lead back up the tree or out of it,
+// and a folder's walk sees what is stored below the folder itself, once. Copies leave linked folders
+// out; removal leaves the links (and so their folders) in place. A link to a file counts as the file.
 
 #include <RZCore/RZCoreExport.h>
 

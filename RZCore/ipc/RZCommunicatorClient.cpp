@@ -18,7 +18,8 @@ constexpr int kLastWriteWaitMs = 10000;
 } // namespace
 
 RZCommunicatorClient::RZCommunicatorClient(QObject* parent)
-    : QObject(parent), m_pSocket(new QLocalSocket(this)), m_pCheckTimer(new QTimer(this))
+    : QObject(parent), m_pSocket(new QLocalSocket(this)), m_pCheckTimer(new QTimer(this)),
+      m_pReader(QSharedPointer<RZCommunicatorFrame::Reader>::create())
 {
     qRegisterMetaType<QLocalSocket::LocalSocketError>();
     m_pCheckTimer->setInterval(kCheckIntervalMs);
@@ -73,10 +74,12 @@ void RZCommunicatorClient::OnReceiveMsg()
     auto* pSocket = qobject_cast<QLocalSocket*>(sender());
     if (!pSocket)
         return;
-    const QString strRead = QString::fromUtf8(pSocket->readAll());
+    QString strRead;
     QString strText;
-    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, strRead, strText) ==
-        RZCommunicatorFrame::ReadOutcome::Buffered)
+    const bool bDelivered = m_pReader->read(pSocket->readAll(), strRead, strText);
+    if (m_pReader->takeFirstDrop())
+        RZLOG_WARN("a frame still unfinished past 64 MiB was dropped");
+    if (!bDelivered)
         return;
     // Only this read is searched, not the joined text: a beat word in the buffered head of a split
     // frame goes unanswered.

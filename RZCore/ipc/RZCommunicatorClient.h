@@ -8,10 +8,14 @@
 #include <QLocalSocket>
 #include <QMetaType>
 #include <QObject>
+#include <QSharedPointer>
 #include <QString>
 #include <QStringList>
 
 class QTimer;
+namespace RZCommunicatorFrame {
+class Reader;
+}
 
 class RZCORE_EXPORT RZCommunicatorClient : public QObject
 {
@@ -56,7 +60,8 @@ private:
     QLocalSocket* m_pSocket = nullptr;
     QTimer* m_pCheckTimer = nullptr;
     QString m_strServerName;
-    QString m_strRecvBuffer;
+    // The reassembly of what the server sends; a frame still unfinished past 64 MiB is dropped.
+    QSharedPointer<RZCommunicatorFrame::Reader> m_pReader;
     int m_nErrorCount = 0;
     bool m_bAutoConnect = true;
 };

@@ -2,11 +2,25 @@
 
 #include <QStringList>
 
+#include <utility>
+
 namespace RZCommunicatorFrame {
 
 QString build(const QString& strCommand, const QStringList& lstContents)
 {
-    return kStart + strCommand + kHead + lstContents.join(kContent) + kEnd;
+    // One allocation: frames are built at the rate they are sent.
+    int nSize = kStart.size() + strCommand.size() + kHead.size() + kEnd.size();
+    for (const QString& strContent : lstContents)
+        nSize += strContent.size() + kContent.size();
+    QString strFrame;
+    strFrame.reserve(nSize);
+    strFrame.append(kStart).append(strCommand).append(kHead);
+    for (int i = 0; i < lstContents.size(); ++i) {
+        if (i > 0)
+            strFrame.append(kContent);
+        strFrame.append(lstContents.at(i));
+    }
+    return strFrame.append(kEnd);
 }
 
 bool isWhole(const QString& strText)
@@ -21,12 +35,51 @@ ReadOutcome reassemble(QString& strBuffer, const QString& strRead, QString& strD
         return ReadOutcome::Whole;
     }
     if (strRead.endsWith(kEnd) && strBuffer.startsWith(kStart)) {
-        strDelivered = strBuffer + strRead;
-        strBuffer.clear();
+        // Appended and moved out: the buffer, which may be long, is not copied again.
+        strBuffer += strRead;
+        strDelivered = std::move(strBuffer);
+        strBuffer = QString();
         return ReadOutcome::Joined;
     }
     strBuffer += strRead;
     return ReadOutcome::Buffered;
+}
+
+bool Reader::read(const QByteArray& oBytes, QString& strRead, QString& strDelivered)
+{
+    strRead = QString::fromUtf8(oBytes.constData(), oBytes.size());
+    if (m_bDropping && !isWhole(strRead)) {
+        m_bDropping = !strRead.endsWith(kEnd);
+        return false;
+    }
+    m_bDropping = false;
+    switch (reassemble(m_strBuffer, strRead, strDelivered)) {
+    case ReadOutcome::Whole:
+        return true;
+    case ReadOutcome::Joined:
+        m_nPendingBytes = 0;
+        return true;
+    case ReadOutcome::Buffered:
+        break;
+    }
+    m_nPendingBytes += oBytes.size();
+    if (m_nPendingBytes <= kMaxPendingBytes)
+        return false;
+    // The frame's tail goes as well when it comes, so that it does not start a buffer that no later
+    // read could complete.
+    m_strBuffer = QString();
+    m_nPendingBytes = 0;
+    m_bDropping = !strRead.endsWith(kEnd);
+    ++m_nDrops;
+    return false;
+}
+
+bool Reader::takeFirstDrop()
+{
+    if (m_nDrops == 0 || m_bFirstDropTaken)
+        return false;
+    m_bFirstDropTaken = true;
+    return true;
 }
 
 bool findClientName(const QString& strDelivered, QString& strPath)

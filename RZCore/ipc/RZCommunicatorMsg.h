@@ -18,6 +18,7 @@ class RZCORE_EXPORT RZCommunicatorMsg
 public:
     RZCommunicatorMsg() = default;
     RZCommunicatorMsg(const QString& strCommand, const QStringList& lstContents);
+    RZCommunicatorMsg(QString&& strCommand, QStringList&& lstContents) noexcept;
     RZCommunicatorMsg(const RZCommunicatorMsg&) = default;
     RZCommunicatorMsg(RZCommunicatorMsg&&) noexcept = default;
     RZCommunicatorMsg& operator=(const RZCommunicatorMsg&) = default;

@@ -6,7 +6,10 @@
 #include <RZCore/ipc/RZCommunicatorMsg.h>
 #include <RZCore/ipc/RZProcess.h>
 #include <RZCore/log/RZBaseLog.h>
+#include <RZCore/platform/RZPlatform.h>
+#include <RZCore/util/RZHappensBefore_p.h>
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -15,16 +18,34 @@
 
 namespace {
 
-// A send to one helper waits a little for the bytes to leave; a broadcast from another thread waits
-// much longer per socket, because it is the last message some helpers will get.
-constexpr int kSendWaitMs = 3000;
-constexpr int kBroadcastWaitMs = 30000;
-
 RZCommunicatorServer* g_pInstance = nullptr;
 
 bool onCallingThread(const QLocalSocket* pSocket)
 {
     return pSocket->thread() == QThread::currentThread();
+}
+
+// Writes and flushes on the socket's own thread. False when the write failed (logged).
+bool writeAndFlush(QLocalSocket* pSocket, const QByteArray& oBytes, const QString& strPath)
+{
+    if (pSocket->write(oBytes) < 0) {
+        RZLOG_ERROR("socket write error,%s,cmd %s", qUtf8Printable(strPath),
+                    qUtf8Printable(QString::fromUtf8(oBytes)));
+        return false;
+    }
+    pSocket->flush();
+    return true;
+}
+
+// A socket belongs to the thread that reads it: Qt's socket notifiers may not be touched from any
+// other, and its buffers have no lock. Another thread's write is queued to the socket's thread (the
+// server's event filter takes it there), where the sends of one thread run in the order they were
+// made; the sender does not wait. A write still queued when the socket goes is dropped with it.
+void writeOnOwnThread(QLocalSocket* pSocket, const QByteArray& oBytes, const QString& strPath)
+{
+    auto* pEvent = new RZSocketWriteEvent(oBytes, strPath);
+    RZHappensBefore::handedOver(pEvent);
+    QCoreApplication::postEvent(pSocket, pEvent);
 }
 
 } // namespace
@@ -43,17 +64,17 @@ bool SocketMapWrapper::SendAndFlushData(const QString& strPath, const QString& s
             break;
         }
     }
-    if (!bFound || !pSocket || !pSocket->isValid())
+    if (!bFound || !pSocket)
         return false;
-
-    if (pSocket->write(strText.toUtf8()) < 0) {
-        RZLOG_ERROR("socket write error,%s,cmd %s", qUtf8Printable(strPath), qUtf8Printable(strText));
+    if (!onCallingThread(pSocket)) {
+        // Its validity is the socket thread's to judge, when the write runs there.
+        writeOnOwnThread(pSocket, strText.toUtf8(), strPath);
         return true;
     }
-    if (onCallingThread(pSocket))
-        pSocket->flush();
-    else
-        pSocket->waitForBytesWritten(kSendWaitMs);
+    if (!pSocket->isValid())
+        return false;
+    // A failed write still counts as sent: the caller does not broadcast it.
+    writeAndFlush(pSocket, strText.toUtf8(), strPath);
     return true;
 }
 
@@ -68,16 +89,18 @@ void SocketMapWrapper::BroadcastAndFlushData(const QString& strText)
     // the socket from the map: walk a copy.
     const QList<QLocalSocket*> lstSockets = m_mapSockets.keys();
     for (QLocalSocket* pSocket : lstSockets) {
-        if (!pSocket || !m_mapSockets.contains(pSocket) || !pSocket->isValid())
+        if (!pSocket || !m_mapSockets.contains(pSocket))
+            continue;
+        if (!onCallingThread(pSocket)) {
+            RZLOG_INFO("socket write handed to its thread");
+            writeOnOwnThread(pSocket, oBytes, m_mapSockets.value(pSocket));
+            continue;
+        }
+        if (!pSocket->isValid())
             continue;
         pSocket->write(oBytes);
-        if (onCallingThread(pSocket)) {
-            RZLOG_INFO("socket flush");
-            pSocket->flush();
-        } else {
-            RZLOG_INFO("socket waitForBytesWritten");
-            pSocket->waitForBytesWritten(kBroadcastWaitMs);
-        }
+        RZLOG_INFO("socket flush");
+        pSocket->flush();
     }
 }
 
@@ -162,14 +185,18 @@ void RZCommunicatorServer::Release()
 RZCommunicatorServer::RZCommunicatorServer()
     : m_pSocketMap(QSharedPointer<SocketMapWrapper>::create()), m_pServer(new QLocalServer(this))
 {
-    // Helpers may run under another account.
-    m_pServer->setSocketOptions(QLocalServer::WorldAccessOption);
+    setWorldAccess(RZPlatform::localServerOpenToAllByDefault());
     connect(m_pServer, &QLocalServer::newConnection, this, &RZCommunicatorServer::OnNewConnection,
             Qt::UniqueConnection);
 }
 
 RZCommunicatorServer::~RZCommunicatorServer()
 {
+    // Writes that other threads handed over go out before the last flush.
+    const QList<QLocalSocket*> lstSockets = m_pSocketMap->keys();
+    for (QLocalSocket* pSocket : lstSockets)
+        if (onCallingThread(pSocket))
+            QCoreApplication::sendPostedEvents(pSocket, RZSocketWriteEvent::writeType());
     m_pSocketMap->flushData();
     m_pServer->close();
     // The process objects die with this object; their last reports must not reach a half-destroyed
@@ -187,6 +214,11 @@ void RZCommunicatorServer::Listen(QString strName)
     RZLOG_INFO("severName:%s,err:%s", qUtf8Printable(strName), qUtf8Printable(m_pServer->errorString()));
 }
 
+void RZCommunicatorServer::setWorldAccess(bool bWorld)
+{
+    m_pServer->setSocketOptions(bWorld ? QLocalServer::WorldAccessOption : QLocalServer::UserAccessOption);
+}
+
 void RZCommunicatorServer::OnNewConnection()
 {
     QLocalSocket* pSocket = m_pServer->nextPendingConnection();
@@ -194,12 +226,25 @@ void RZCommunicatorServer::OnNewConnection()
         return;
     if (!m_pSocketMap->contains(pSocket)) {
         pSocket->write("next", 4);
+        pSocket->installEventFilter(this); // takes the writes other threads hand over
         m_pSocketMap->insert(pSocket, QString());
         RZLOG_INFO("insert new cleint socket.");
     }
     connect(pSocket, &QLocalSocket::disconnected, this, &RZCommunicatorServer::OnDisconnect,
             Qt::UniqueConnection);
     connect(pSocket, &QLocalSocket::readyRead, this, &RZCommunicatorServer::OnRecvMsg, Qt::UniqueConnection);
+}
+
+bool RZCommunicatorServer::eventFilter(QObject* pWatched, QEvent* pEvent)
+{
+    RZHappensBefore::received(pEvent); // a write is made on the sending thread
+    if (pEvent->type() != RZSocketWriteEvent::writeType())
+        return QObject::eventFilter(pWatched, pEvent);
+    const auto* pWrite = static_cast<const RZSocketWriteEvent*>(pEvent);
+    auto* pSocket = static_cast<QLocalSocket*>(pWatched);
+    if (pSocket->isValid())
+        writeAndFlush(pSocket, pWrite->m_oBytes, pWrite->m_strPath);
+    return true;
 }
 
 void RZCommunicatorServer::OnRecvMsg()
@@ -210,9 +255,16 @@ void RZCommunicatorServer::OnRecvMsg()
     auto* pSocket = qobject_cast<QLocalSocket*>(sender());
     if (!pSocket)
         return;
+    QSharedPointer<RZCommunicatorFrame::Reader>& pReader = m_hashReaders[pSocket];
+    if (!pReader)
+        pReader = QSharedPointer<RZCommunicatorFrame::Reader>::create();
+    QString strRead;
     QString strText;
-    if (RZCommunicatorFrame::reassemble(m_strRecvBuffer, QString::fromUtf8(pSocket->readAll()), strText) ==
-        RZCommunicatorFrame::ReadOutcome::Buffered)
+    const bool bDelivered = pReader->read(pSocket->readAll(), strRead, strText);
+    if (pReader->takeFirstDrop())
+        RZLOG_WARN("a frame still unfinished past 64 MiB was dropped, process path %s",
+                   qUtf8Printable(m_pSocketMap->value(pSocket)));
+    if (!bDelivered)
         return;
     UpdateLocalSocketProcess(pSocket, strText);
     emit sigReceveMsgFrom(strText);
@@ -241,6 +293,7 @@ void RZCommunicatorServer::OnDisconnect()
         m_pSocketMap->remove(pSocket);
         pSocket->deleteLater();
     }
+    m_hashReaders.remove(pSocket);
     RZLOG_INFO("sigClientErr: %s", qUtf8Printable(strPath));
     emit sigClientErr(strPath);
 }

@@ -6,9 +6,14 @@
 // The server has no timer: the host sends "CMD_PINGPONG_BEAT" at the rate it wants, the clients
 // answer, and the answers surface as sigPingPong. Delivered texts are raw and may hold several
 // frames; receivers parse them with RZCommunicatorMsg::buildListFromString.
+//
+// Each accepted socket is read on its own: a frame split across reads is joined from that socket's
+// reads only, and a frame still unfinished past 64 MiB is dropped (logged once per socket), without
+// any effect on the other helpers.
 
 #include <RZCore/RZCoreExport.h>
 
+#include <QHash>
 #include <QMap>
 #include <QObject>
 #include <QProcess>
@@ -20,6 +25,9 @@ class QLocalServer;
 class QLocalSocket;
 class RZProcess;
 class SocketMapWrapper;
+namespace RZCommunicatorFrame {
+class Reader;
+}
 
 class RZCORE_EXPORT RZCommunicatorServer : public QObject
 {
@@ -32,6 +40,11 @@ public:
 
     // Removes a stale socket of that name, then (re)listens on it. The outcome is only logged.
     void Listen(QString strName);
+    // Who may connect, and so register as a helper, receive broadcasts and send commands. By default
+    // on Linux only processes of this user (the socket file is the user's alone); on Windows every
+    // local account, as the product always had it. World access lets helpers that run under other
+    // accounts in: a choice for the host to make knowingly. Takes effect at the next Listen.
+    void setWorldAccess(bool bWorld);
 
     // bStart: start the helper at `strPath` (no-op while it runs) or stop it and forget it. An empty
     // argument list keeps the arguments of an earlier start.
@@ -39,7 +52,9 @@ public:
 
     // Sends one frame to the helper registered under `strPath` (either slash form), or to every
     // helper when that fails and bBroadcastOnFail is set. Always true: the result says nothing about
-    // delivery. Callable from any thread.
+    // delivery. Callable from any thread: a socket is only ever written on its own thread, so a send
+    // from another thread hands the write over and returns at once; each sender's frames leave in the
+    // order it sent them.
     bool SendMsgToProcess(QString strCommand, QStringList lstContents, QString strPath,
                           bool bBroadcastOnFail);
 
@@ -59,6 +74,10 @@ signals:
     void sigStartFailed(QString ProcessPath, int code);
     void sigTrackPublic();
 
+protected:
+    // Takes the writes that other threads hand to a socket's thread.
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override;
+
 private slots:
     void OnNewConnection();
     void OnRecvMsg();
@@ -77,7 +96,8 @@ private:
 
     QMap<QString, RZProcess*> m_mapProcess;
     QSharedPointer<SocketMapWrapper> m_pSocketMap;
-    QString m_strRecvBuffer;
+    // One reader per accepted socket, made by its first read.
+    QHash<QLocalSocket*, QSharedPointer<RZCommunicatorFrame::Reader>> m_hashReaders;
     QLocalServer* m_pServer = nullptr;
     bool m_bBlocked = false;
 };

@@ -19,10 +19,12 @@ namespace RZPlatform {
 
 // ---- settings files and the machine value store ------------------------------------------------
 
-// Gives a settings file of the user the access the product keeps on it. Windows: readable and
-// writable, never read-only (_wchmod, what QFile::setPermissions does with the product's
-// value 0x2606). POSIX: read and write for the owner only (chmod 0600): the product's value would
-// make the file writable by every user of the machine. False when the file cannot be changed.
+// Gives a settings file of the user the access the product keeps on it, creating it empty when it is
+// missing, so that a file QSettings is about to write never exists with more access (QSettings keeps
+// the mode of a file it rewrites). Windows: readable and writable, never read-only (_wchmod, what
+// QFile::setPermissions does with the product's value 0x2606). POSIX: read and write for the owner
+// only (0600): settings hold account names, paths and tokens, and the product's value would make the
+// file writable by every user of the machine. False when the file cannot be made or changed.
 RZCORE_EXPORT bool restrictSettingsFile(const std::string& utf8Path);
 
 // The product's store of small values for this machine ("registry"). Windows: the values of the key
@@ -148,10 +150,6 @@ RZCORE_EXPORT void releaseInstanceLock(void* handle);
 // Where the name lives: the mutex name, or the lock file's path (empty when no folder is usable).
 RZCORE_EXPORT std::string instanceLockLocation(const std::string& utf8Name);
 
-} // namespace RZPlatform
-
-namespace RZPlatform {
-
 // ---- network (the request manager's offline test) ----------------------------------------------
 
 // Whether the machine has a network connection at all. Windows: InternetGetConnectedState, with
@@ -210,5 +208,13 @@ struct FreezeDumpInfo
 // information is found, then the memory map. POSIX never replaces an existing file. False when no
 // file was written. Call it from a thread other than the frozen one.
 RZCORE_EXPORT bool writeFreezeDump(const std::string& utf8Path, const FreezeDumpInfo& info);
+
+// ---- process communication ---------------------------------------------------------------------
+
+// Whether the main process's local socket is open to every local account by default. Windows: yes,
+// helpers may run under other accounts and the profile's ACLs guard the machine. POSIX: no, the
+// socket file is the user's alone (any account could otherwise register as a helper, receive the
+// main process's broadcasts and send it commands); a host may still widen it.
+RZCORE_EXPORT bool localServerOpenToAllByDefault();
 
 } // namespace RZPlatform

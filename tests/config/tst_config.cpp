@@ -39,6 +39,7 @@ private slots:
     void catalogueLogic();
     void registryInfoEntries();
     void cinveraIniFallbacks();
+    void settingsFilesAreTheUsersAlone();
     void readsFromFourThreadsWhileWriting();
 
 private:
@@ -376,6 +377,30 @@ void TestConfig::cinveraIniFallbacks()
     config.setDefaultImportDir(m_oDir.path() + QStringLiteral("/gone"));
     config.setDefaultAudioImportDir(QString());
     QCOMPARE(read(), (QStringList{fallback, fallback}));
+}
+
+void TestConfig::settingsFilesAreTheUsersAlone()
+{
+#ifdef Q_OS_WIN
+    QSKIP("the profile's ACLs decide on Windows");
+#endif
+    // "Cinvera.ini" is made by its first write; "CaddyMsg.ini" was readable by all before the start; a
+    // sync rewrites each file through a new one.
+    RZConfig& config = RZConfig::Instance();
+    QFile::remove(RZConfig::GetCinveraConfigFile());
+    config.setMainPlayerVolume(33);
+    config.setLifeTimeUpgradeAutoPopCount(2);
+    config.SetCaddyMsgValue(QStringLiteral("Account"), QStringLiteral("Token"), QStringLiteral("t1"));
+    config.SetAppValue(QStringLiteral("Account"), QStringLiteral("Token"), QStringLiteral("t1"));
+    QVERIFY(RZPlatform::setMachineValue(QStringLiteral("Token"), QStringLiteral("t1")));
+    QTRY_COMPARE(diskValue(configPath(QStringLiteral("CaddyMsg.ini")), QStringLiteral("Account/Token")),
+                 QVariant("t1"));
+    QTRY_COMPARE(onDisk(QStringLiteral("Account/Token")), QVariant("t1"));
+    for (const QString& file : {RZConfig::GetCinveraConfigFile(), configPath(QStringLiteral("CaddyMsg.ini")),
+                                configPath(QStringLiteral("FConfig.ini")), RZPlatform::machineValueStoreLocation()})
+        QVERIFY2(QFile::permissions(file) == (QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                              QFileDevice::ReadUser | QFileDevice::WriteUser),
+                 qPrintable(file));
 }
 
 void TestConfig::readsFromFourThreadsWhileWriting()

@@ -4,9 +4,12 @@
 #include <RZTestLogSink.h>
 
 #include <QPointer>
+#include <QProcess>
 #include <QtTest>
 
+#include <functional>
 #include <memory>
+#include <new>
 #include <thread>
 
 RZ_CUSTOM_EVENT(Probe, int);
@@ -46,6 +49,8 @@ private slots:
     void delivery();
     void payloads();
     void concurrentSendersAndSubscribers();
+    void listenerOfAFinishedThread();
+    void staticOwnerAtExit();
 };
 
 void tst_CustomEvent::sameThread_data()
@@ -239,6 +244,62 @@ void tst_CustomEvent::concurrentSendersAndSubscribers()
     for (std::thread& sender : senders)
         sender.join();
     QTRY_COMPARE_WITH_TIMEOUT(received.load(), sent.load(), 30000);
+}
+
+namespace {
+
+// A thread that runs one function. Its end is told through an atomic, which ThreadSanitizer sees,
+// unlike Qt's own join.
+class OneShot : public QThread
+{
+public:
+    explicit OneShot(std::function<void()> function) : m_fnRun(std::move(function)) {}
+    void run() override
+    {
+        m_fnRun();
+        m_bDone.store(true, std::memory_order_release);
+    }
+    bool finish() { return wait(10000) && m_bDone.load(std::memory_order_acquire); }
+
+private:
+    std::function<void()> m_fnRun;
+    std::atomic<bool> m_bDone{false};
+};
+
+} // namespace
+
+void tst_CustomEvent::listenerOfAFinishedThread()
+{
+    // A listener outlives the thread it was made on, and a new thread is made at the very address of
+    // the old one (here on purpose, in real programs by the allocator) and sends. Its thread is gone:
+    // the listener is never called on the sender's thread.
+    alignas(OneShot) unsigned char storage[sizeof(OneShot)];
+    RZCustomEventListener* orphan = nullptr;
+    std::atomic<int> calls{0};
+    OneShot* thread = new (storage) OneShot([&] {
+        orphan = new RZCustomEventListenerImp<Probe>(nullptr, [&calls](Probe*) { return ++calls > 0; });
+    });
+    thread->start();
+    QVERIFY(thread->finish());
+    thread->~OneShot();
+    thread = new (storage) OneShot([] { RZCustomEventDispatcher::send<Probe>(1); });
+    thread->start();
+    QVERIFY(thread->finish());
+    thread->~OneShot();
+    QCOMPARE(calls.load(), 0);
+    delete orphan;
+}
+
+void tst_CustomEvent::staticOwnerAtExit()
+{
+    // The helper's static controller and its listeners are destroyed at exit, after the bus would
+    // have been if it were an ordinary static. A crash, a sanitizer report or a leak report fails.
+    QProcess helper;
+    helper.start(QStringLiteral(RZ_EVENTS_EXIT_HELPER), QStringList());
+    QVERIFY(helper.waitForFinished(60000));
+    const QByteArray errors = helper.readAllStandardError();
+    QVERIFY2(helper.exitStatus() == QProcess::NormalExit && helper.exitCode() == 0, errors.constData());
+    QVERIFY2(errors.isEmpty(), errors.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_CustomEvent)

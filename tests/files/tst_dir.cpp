@@ -29,7 +29,7 @@ private slots:
     void copyRoutines_data();
     void copyRoutines();
     void removeRecursively();
-    void removalNeverFollowsLinks();
+    void walksNeverFollowLinks();
 
     void diskFreeSpace();
     void effectPackFile();
@@ -63,6 +63,7 @@ void TestDir::listing()
     makeTree(dir.path(), {{"a/1.bin", "123"},
                           {"a/sub/2.BIN", "12345"},
                           {"a/sub/deeper/3.mov", "1234567"},
+                          {"a/.cache/4.bin", "123456789"},
                           {"empty/x/y/", {}},
                           {"deep/only/here/f", "1"}});
     // Only sub-folders count: a folder of plain files reads as empty.
@@ -72,7 +73,8 @@ void TestDir::listing()
     QVERIFY(RZDir::checkDirIsEmpty(QString()));
     QCOMPARE(RZDir::getFileNumber(dir.filePath("a")), 3);
     QCOMPARE(RZDir::getFolderSize(dir.filePath("a")), qint64(15));
-    QCOMPARE(RZDir::getDirFileTotalSize(dir.filePath("a")), qint64(15));
+    // Only this sum walks hidden folders too.
+    QCOMPARE(RZDir::getDirFileTotalSize(dir.filePath("a")), qint64(24));
     QCOMPARE(RZDir::dirHasFiles(dir.filePath("empty")), 0);
     QVERIFY(RZDir::dirHasFiles(dir.filePath("deep")) > 0);
     // Suffixes as patterns or bare, in any case, and never in part.
@@ -230,10 +232,30 @@ void TestDir::removeRecursively()
     QCOMPARE(snapshot(dir.filePath("filtered")), left);
 }
 
-void TestDir::removalNeverFollowsLinks()
+void TestDir::walksNeverFollowLinks()
 {
     QTemporaryDir dir;
     makeTree(dir.filePath("outside"), {{"precious.txt", "keep"}});
+    // A link back to the top and one to a folder elsewhere: sizes, counts, listings and copies see
+    // the 5 bytes stored below the folder itself, once.
+    const QString t = dir.filePath("t");
+    makeTree(t, {{"1.bin", "123"}, {"sub/2.bin", "12"}});
+    QVERIFY(QFile::link(t, t + "/sub/up"));
+    QVERIFY(QFile::link(dir.filePath("outside"), t + "/out"));
+    QCOMPARE(RZDir::getFolderSize(t), qint64(5));
+    QCOMPARE(RZDir::getDirFileTotalSize(t), qint64(5));
+    QCOMPARE(RZDir::getFileNumber(t), 2);
+    QList<QFileInfo> files;
+    RZDir::getAllFile(t, files);
+    QCOMPARE(files.size(), 2);
+    QCOMPARE(RZDir::GetFilesFromDir(t, {}), QStringList({t + "/1.bin", t + "/sub/2.bin"}));
+    const Tree copied{{"1.bin", "123"}, {"sub/", {}}, {"sub/2.bin", "12"}};
+    QVERIFY(RZDir::copyDirectoryFiles(t, dir.filePath("copy1"), false));
+    QCOMPARE(snapshot(dir.filePath("copy1")), copied);
+    QVERIFY(RZDir::copyAllDirFiles(t, dir.filePath("copy2")));
+    QCOMPARE(snapshot(dir.filePath("copy2")), copied);
+
+    // Removal takes the link, never what it points to.
     makeTree(dir.filePath("a"), {{".hidden", "x"}, {"s1/s2/deep.bin", "x"}, {"empty/e/", {}}});
     makeTree(dir.filePath("b"), {});
     for (const QString& top : {dir.filePath("a"), dir.filePath("b")})
@@ -244,6 +266,8 @@ void TestDir::removalNeverFollowsLinks()
     QVERIFY(!RZDir::removeFolderContent(dir.filePath("missing")));
     // Links are not listed for removal, so the folder holding one stays.
     QVERIFY(!RZDir::removeRecursively(dir.filePath("b"), true, {}));
+    QVERIFY(!RZDir::removeRecursively(t, false));
+    QVERIFY(!hasFiles(t + "/sub"));
     QCOMPARE(snapshot(dir.filePath("outside")), (Tree{{"precious.txt", "keep"}}));
 }
 

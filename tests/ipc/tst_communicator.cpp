@@ -1,6 +1,7 @@
 // The frame format; how each end reads frames off a real socket (the reassembly rule, helpers'
 // names, beats, bad input); and the server against real helper processes it starts and stops.
 #include "IpcTestSupport.h"
+#include "RZTestLogSink.h"
 
 #include <RZCore/ipc/RZCommunicatorClient.h>
 #include <RZCore/ipc/RZCommunicatorServer.h>
@@ -14,7 +15,9 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <mutex>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -69,7 +72,9 @@ private slots:
     void beatsAndNames();
     void blockedReadsWaitForMoreData();
     void badInputNeverStopsEitherEnd();
+    void onePeerCannotBreakTheOthers();
     void helperLifecycle();
+    void sendsFromFourThreads();
     void startFailures();
 
 private:
@@ -154,6 +159,8 @@ void TestCommunicator::buildListFromString_data()
     QTest::newRow("greeting before a frame") << "next" + frame("A") << QList<QStringList>{};
     QTest::newRow("bodies without one head word drop alone")
         << frame("A") + strBad + frame("B") << QList<QStringList>{{"A", ""}, {"B", ""}};
+    QTest::newRow("every start word goes, inside a body too")
+        << frame("A", {"xCMD_START_SEPARATORy"}) + frame("B") << QList<QStringList>{{"A", "xy"}, {"B", ""}};
 }
 
 void TestCommunicator::buildListFromString()
@@ -186,6 +193,9 @@ void TestCommunicator::reassembly_data()
     QTest::newRow("greeting keeps split frames for good")
         << Reads{"next", b1.left(25), b1.mid(25), b2} << QStringList{f2};
     QTest::newRow("greeting in the same read as a frame") << Reads{"next" + b1} << QStringList{};
+    // A NUL is a character like any other: the rest of the read is not lost behind it.
+    const QString fNul = frame("NUL", {QStringLiteral("a") + QChar(0) + QStringLiteral("b")});
+    QTest::newRow("NUL inside a frame") << Reads{fNul.toUtf8() + b2} << QStringList{fNul + f2};
 
     // "café" cut between the two bytes of "é": each half is decoded alone and both are damaged.
     const QByteArray cafe = frame("TXT", {QStringLiteral("caf\u00e9")}).toUtf8();
@@ -201,8 +211,7 @@ void TestCommunicator::reassembly()
 
     QSignalSpy fromServer(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom);
     QSignalSpy fromClient(m_pClient.get(), &RZCommunicatorClient::sigRecveMsg);
-    // Every other read reaches the server through its second socket: one buffer serves them all.
-    QVERIFY(writeAsSeparateReads(m_lstToServer, m_lstAccepted, reads));
+    QVERIFY(writeAsSeparateReads({m_lstToServer.at(0)}, {m_lstAccepted.at(0)}, reads));
     QVERIFY(writeAsSeparateReads({m_pToClient}, {m_pClient->findChild<QLocalSocket*>()}, reads));
     QCOMPARE(textsIn(fromServer), delivered);
     QCOMPARE(textsIn(fromClient), delivered);
@@ -294,6 +303,31 @@ void TestCommunicator::badInputNeverStopsEitherEnd()
     QVERIFY(m_pToClient->readAll().startsWith(oBeat));
 }
 
+void TestCommunicator::onePeerCannotBreakTheOthers()
+{
+    RZScopedTestLogger log;
+    QSignalSpy received(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom);
+    const QByteArray oFrame = frame("SPLIT", {"x"}).toUtf8();
+    // Each socket has a buffer of its own: bytes that are no frame, or a frame cut inside its end
+    // word, on one socket leave another socket's split frames alone (and are never joined to them).
+    QVERIFY(writeAsSeparateReads({m_lstToServer.at(0)}, {m_lstAccepted.at(0)}, {"junk", oFrame.chopped(3)}));
+    QVERIFY(writeAsSeparateReads({m_lstToServer.at(1)}, {m_lstAccepted.at(1)}, {oFrame.left(25), oFrame.mid(25)}));
+    QCOMPARE(textsIn(received), QStringList{QString::fromUtf8(oFrame)});
+
+    // A frame that grows past 64 MiB unfinished is dropped as it comes, and said once.
+    m_lstToServer.at(0)->write("CMD_START_SEPARATOR" + QByteArray(64 * 1024 * 1024 + 1, 'x') +
+                               "CMD_END_SEPARATOR");
+    const auto dropped = [&log] {
+        int nLines = 0;
+        for (const std::string& strLine : log.sink->messages())
+            nLines += strLine.find("64 MiB") != std::string::npos ? 1 : 0;
+        return nLines;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(dropped(), 1, 120000);
+    QVERIFY(writeAsSeparateReads({m_lstToServer.at(1)}, {m_lstAccepted.at(1)}, {oFrame.left(25), oFrame.mid(25)}));
+    QCOMPARE(textsIn(received).size(), 2);
+}
+
 void TestCommunicator::helperLifecycle()
 {
     const QString strPath = IpcTest::helperPath();
@@ -303,8 +337,12 @@ void TestCommunicator::helperLifecycle()
     QSignalSpy pongs(m_pServer, &RZCommunicatorServer::sigPingPong);
     QSignalSpy clientErrors(m_pServer, &RZCommunicatorServer::sigClientErr);
     QSignalSpy failures(m_pServer, &RZCommunicatorServer::sigStartFailed);
-    // Helpers may run under another account.
-    QVERIFY(QFileInfo(QDir::tempPath() + '/' + m_strName).permissions() & QFile::WriteOther);
+    // The socket is the user's alone, unless the host lets other accounts in.
+    const auto othersMay = [this] {
+        return QFileInfo(QDir::tempPath() + '/' + m_strName).permissions() &
+               (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther);
+    };
+    QCOMPARE(othersMay(), QFile::Permissions());
 
     m_pServer->StartProcess(strPath, {"client", m_strName, "h"}, true, false);
     QTRY_COMPARE(IpcTest::contentsOf(received, "READY").size(), 1);
@@ -324,9 +362,9 @@ void TestCommunicator::helperLifecycle()
     QTRY_COMPARE(pongs.count(), 1);
     QCOMPARE(pongs.at(0).at(0).toString(), strPath);
 
-    // From another thread (the main one waits, so the sends' own waits move the bytes): the
-    // backslash form of the path finds the helper, another letter case does not, unless the send
-    // may fall back to a broadcast. A standard thread, so that its join is visible to ThreadSanitizer.
+    // From another thread (the writes wait for this thread's event loop): the backslash form of the
+    // path finds the helper, another letter case does not, unless the send may fall back to a
+    // broadcast. A standard thread, so that its join is visible to ThreadSanitizer.
     QVERIFY(m_pServer->isSocketProcessExists(strBackslashed));
     std::thread oWorker([&] {
         m_pServer->SendMsgToProcess("ECHO", {"backslash"}, strBackslashed, false);
@@ -347,6 +385,63 @@ void TestCommunicator::helperLifecycle()
     QTRY_COMPARE(clientErrors.count(), 2);
     QCOMPARE(clientErrors.at(1).at(0).toString(), strPath);
     QVERIFY(!m_pServer->isSocketProcessExists(strPath));
+
+    m_pServer->setWorldAccess(true);
+    m_pServer->Listen(m_strName);
+    QCOMPARE(othersMay() & QFile::WriteOther, QFile::WriteOther);
+}
+
+namespace {
+
+std::mutex g_oWarningsMutex;
+QStringList g_lstWarnings;
+
+void keepWarnings(QtMsgType eType, const QMessageLogContext&, const QString& strMessage)
+{
+    if (eType == QtDebugMsg || eType == QtInfoMsg)
+        return;
+    std::lock_guard<std::mutex> oLock(g_oWarningsMutex);
+    g_lstWarnings << strMessage;
+}
+
+} // namespace
+
+void TestCommunicator::sendsFromFourThreads()
+{
+    // Worker threads send while this thread reads the same socket: each sender's frames arrive in
+    // its order, and no socket is ever touched from a thread it does not belong to.
+    constexpr int kSenders = 4;
+    constexpr int kFrames = 50;
+    const QString strPath = IpcTest::helperPath();
+    QSignalSpy received(m_pServer, &RZCommunicatorServer::sigReceveMsgFrom);
+    m_pServer->StartProcess(strPath, {"client", m_strName, "h"}, true, false);
+    QTRY_COMPARE(IpcTest::contentsOf(received, "READY").size(), 1);
+
+    g_lstWarnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(keepWarnings);
+    std::vector<std::thread> vecSenders;
+    for (int t = 0; t < kSenders; ++t)
+        vecSenders.emplace_back([this, t, strPath] {
+            for (int i = 0; i < kFrames; ++i)
+                m_pServer->SendMsgToProcess("ECHO", {QString::number(t), QString::number(i)}, strPath, false);
+        });
+    QTRY_COMPARE_WITH_TIMEOUT(IpcTest::contentsOf(received, "ECHO_REPLY").size(), kSenders * kFrames, 30000);
+    for (std::thread& oSender : vecSenders)
+        oSender.join();
+    qInstallMessageHandler(previous);
+    QCOMPARE(g_lstWarnings, QStringList());
+
+    QList<QStringList> lstExpected;
+    for (int i = 0; i < kFrames; ++i)
+        lstExpected << QStringList{"h", QString::number(i)};
+    QList<QStringList> lstBySender[kSenders];
+    for (const QStringList& lstReply : IpcTest::contentsOf(received, "ECHO_REPLY"))
+        lstBySender[lstReply.value(1).toInt()] << QStringList{lstReply.value(0), lstReply.value(2)};
+    for (int t = 0; t < kSenders; ++t)
+        QCOMPARE(lstBySender[t], lstExpected);
+
+    m_pServer->SendMsgToProcess("QUIT", {}, strPath, false);
+    QTRY_VERIFY(!m_pServer->IsProcessStarted(strPath));
 }
 
 void TestCommunicator::startFailures()

@@ -51,6 +51,18 @@ QByteArray readAll(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+// Log lines hold account names, paths and tokens: every log file is the user's alone.
+bool ownerOnly(const QString& path)
+{
+#ifdef Q_OS_WIN
+    Q_UNUSED(path)
+    return true; // the profile's ACLs decide
+#else
+    return QFile::permissions(path) ==
+           (QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
+#endif
+}
+
 QList<QByteArray> linesOf(const QString& path)
 {
     QList<QByteArray> lines = readAll(path).split('\n');
@@ -168,6 +180,7 @@ private slots:
             const QString path =
                 dir.filePath(i == 0 ? QStringLiteral("rot.log") : QStringLiteral("rot.%1.log").arg(i));
             QVERIFY(c.maxFileSize == 0 || readAll(path).size() <= c.maxFileSize);
+            QVERIFY(ownerOnly(path));
             const QList<QByteArray> lines = linesOf(path);
             QCOMPARE(lines.size(), c.fileLines[i]);
             for (const QByteArray& line : lines)
@@ -294,7 +307,10 @@ private slots:
         write("again", "after teardown");
         QCOMPARE(readAll(path), QByteArray("at once\nheld\nat teardown\n"));
 
-        // Set up again: appends, counts the 25 bytes already there, cuts a line longer than a file.
+        // Set up again: appends, counts the 25 bytes already there, cuts a line longer than a file. A file
+        // that others could read is the user's alone once the service opens it.
+        QVERIFY(QFile::setPermissions(path, QFile::permissions(path) | QFileDevice::ReadGroup |
+                                                QFileDevice::ReadOther));
         enableAutoFlushLog(1);
         setupLoggingService(makeConfig(dir.path(), "again", "<%m>", 3, 40), 2);
         setLogLevel("again", 5);
@@ -306,6 +322,8 @@ private slots:
         QCOMPARE(readAll(dir.filePath("again.2.log")), QByteArray("at once\nheld\nat teardown\n<fits>\n"));
         QCOMPARE(readAll(dir.filePath("again.1.log")), QByteArray("<next line>\n"));
         QCOMPARE(readAll(path), QByteArray("<" + QByteArray(38, 'b') + "\n"));
+        for (const char* name : {"again.2.log", "again.1.log", "again.log"})
+            QVERIFY2(ownerOnly(dir.filePath(name)), name);
     }
 };
 

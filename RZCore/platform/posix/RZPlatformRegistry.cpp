@@ -29,11 +29,12 @@ bool setMachineValue(const QString& name, const QVariant& value)
         return false;
     const QString path = machineValueStoreLocation();
     QDir().mkpath(QFileInfo(path).absolutePath());
+    // The values describe the user's use of the product: nobody else reads or changes them, from the
+    // file's first moment on.
+    restrictSettingsFile(QFile::encodeName(path).toStdString());
     QSettings store(path, QSettings::IniFormat);
     store.setValue(name, value);
     store.sync();
-    // The values describe the user's use of the product: nobody else reads or changes them.
-    restrictSettingsFile(QFile::encodeName(path).toStdString());
     return store.status() == QSettings::NoError;
 }
 

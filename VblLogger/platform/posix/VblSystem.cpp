@@ -11,9 +11,12 @@ namespace VblSystem {
 
 FileHandle openForAppend(const std::string& path, std::uint64_t* size)
 {
+    // Log lines hold account names, paths and tokens: a log file is its owner's alone, one made by an
+    // earlier release included. Rotation renames files, which keeps their mode.
+    const mode_t ownerOnly = S_IRUSR | S_IWUSR;
     int fd;
     do {
-        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, ownerOnly);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0)
         return kNoFile;
@@ -22,6 +25,9 @@ FileHandle openForAppend(const std::string& path, std::uint64_t* size)
         ::close(fd);
         return kNoFile;
     }
+    // Best effort on a file of another owner that we may write to: the lines still go in.
+    if ((info.st_mode & 07777) != ownerOnly)
+        ::fchmod(fd, ownerOnly);
     if (size)
         *size = static_cast<std::uint64_t>(info.st_size);
     return fd;

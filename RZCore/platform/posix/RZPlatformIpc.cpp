@@ -1,0 +1,10 @@
+#include <RZCore/platform/RZPlatform.h>
+
+namespace RZPlatform {
+
+bool localServerOpenToAllByDefault()
+{
+    return false;
+}
+
+} // namespace RZPlatform

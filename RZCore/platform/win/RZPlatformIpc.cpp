@@ -1,0 +1,10 @@
+#include <RZCore/platform/RZPlatform.h>
+
+namespace RZPlatform {
+
+bool localServerOpenToAllByDefault()
+{
+    return true;
+}
+
+} // namespace RZPlatform
