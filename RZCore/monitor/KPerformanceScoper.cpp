@@ -181,6 +181,9 @@ void KRegionPerformanceScoper::endRegion()
     const qint64 regionTicks = region != records.end() ? region->second.ticks : 0;
     if (m_eOutputType == WriteFile) {
         QFile file(detailsFilePath());
+        // The user's alone, like the log files.
+        if (regionTicks > 0 && !file.fileName().isEmpty())
+            RZPlatform::restrictSettingsFile(QFile::encodeName(file.fileName()).toStdString());
         if (regionTicks > 0 && !file.fileName().isEmpty() && file.open(QIODevice::WriteOnly | QIODevice::Append)) {
             QByteArray text("---------------------------------------------------\n");
             for (const auto& entry : records) {

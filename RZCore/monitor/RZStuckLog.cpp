@@ -5,6 +5,8 @@
 #include <RZCore/log/RZBaseLog.h>
 #include <RZCore/util/RZHappensBefore_p.h>
 
+#include <RZCore/platform/RZPlatform.h>
+
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
@@ -53,6 +55,8 @@ IRZStuckInfoWriter::~IRZStuckInfoWriter() = default;
 
 bool RZStuckInfoWriterExcel::open(const QString& path)
 {
+    // Statistics name the user's objects and folders: made the user's alone before anything is written.
+    RZPlatform::restrictSettingsFile(QFile::encodeName(path).toStdString());
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite))
         return false;
@@ -66,6 +70,7 @@ bool RZStuckInfoWriterExcel::open(const QString& path)
 
 bool RZStuckInfoWriterExcel::write(const QString& path, const RZStuckInfo& info)
 {
+    RZPlatform::restrictSettingsFile(QFile::encodeName(path).toStdString()); // removed since open()
     QFile file(path);
     if (!file.open(QIODevice::Append))
         return false;
