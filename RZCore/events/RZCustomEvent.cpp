@@ -216,18 +216,24 @@ void RZCustomEventDispatcher::removeListener(const std::string& key, RZCustomEve
     found->second = std::move(list);
 }
 
-void RZCustomEventDispatcher::sendEvent(std::shared_ptr<RZCustomEvent> event, const Filter& filter)
+void RZCustomEventDispatcher::sendEvent(const std::shared_ptr<RZCustomEvent>& event, const Filter& filter)
 {
-    if (!event)
-        return;
-    const std::string key = event->name();
+    if (event)
+        deliver(event, slot(event->name()), filter);
+}
+
+RZCustomEventDispatcher::Slot* RZCustomEventDispatcher::slot(const std::string& key)
+{
+    std::lock_guard<std::mutex> lock(m_oMutex);
+    return &m_mapListeners[key];
+}
+
+void RZCustomEventDispatcher::deliver(const std::shared_ptr<RZCustomEvent>& event, Slot* slot, const Filter& filter)
+{
     std::shared_ptr<const List> listeners;
     {
         std::lock_guard<std::mutex> lock(m_oMutex);
-        const auto found = m_mapListeners.find(key);
-        if (found == m_mapListeners.end())
-            return;
-        listeners = found->second;
+        listeners = *slot;
     }
     if (!listeners || listeners->empty())
         return;

@@ -100,6 +100,13 @@ template <typename T> std::string keyOf()
     else
         return classNameOf(typeid(T));
 }
+
+// The same key, made once per type: a send looks its listeners up without building the text again.
+template <typename T> const std::string& staticKeyOf()
+{
+    static const std::string s_strKey = keyOf<T>();
+    return s_strKey;
+}
 } // namespace RZCustomEventNames
 
 // T is the concrete event, deriving from RZCustomEventImp<T, Args...>; Args is the payload, kept in
@@ -111,7 +118,7 @@ public:
 
     explicit RZCustomEventImp(Args... args) : payload(std::forward<Args>(args)...) {}
 
-    std::string name() const override { return RZCustomEventNames::keyOf<T>(); }
+    std::string name() const override { return RZCustomEventNames::staticKeyOf<T>(); }
     const std::type_info& payloadType() const noexcept override { return typeid(Payload); }
     void* payloadData() noexcept override { return &payload; }
 
@@ -291,7 +298,7 @@ public:
     void removeListener(const std::string& key, RZCustomEventListener* listener);
     // Same-thread listeners run now, in priority order; other-thread listeners get a call posted to
     // their thread's event loop (dropped if the listener dies first). The sender never waits.
-    void sendEvent(std::shared_ptr<RZCustomEvent> event, const Filter& filter = Filter());
+    void sendEvent(const std::shared_ptr<RZCustomEvent>& event, const Filter& filter = Filter());
 
     // Listeners whose parent lives on the thread that made this filter.
     static Filter currentThread();
@@ -303,14 +310,14 @@ public:
     template <typename T, typename... A> static std::shared_ptr<T> send(A&&... args)
     {
         auto event = std::make_shared<T>(std::forward<A>(args)...);
-        instance().sendEvent(event);
+        instance().deliver(event, slotOf<T>(), Filter());
         return event;
     }
 
     template <typename T, typename... A> static std::shared_ptr<T> sendTo(const Filter& filter, A&&... args)
     {
         auto event = std::make_shared<T>(std::forward<A>(args)...);
-        instance().sendEvent(event, filter);
+        instance().deliver(event, slotOf<T>(), filter);
         return event;
     }
 
@@ -336,13 +343,24 @@ private:
     using List = std::vector<Link>;
 
     static void postTo(RZCustomEventListener* listener, const std::shared_ptr<RZCustomEvent>& event);
+    // The listeners of one key. A key, once seen, keeps its slot for the life of the process (the
+    // dispatcher is never destroyed), so a sender may keep the slot's address.
+    using Slot = std::shared_ptr<const List>;
+    Slot* slot(const std::string& key);
+    template <typename T> static Slot* slotOf()
+    {
+        static Slot* const s_pSlot = instance().slot(RZCustomEventNames::staticKeyOf<T>());
+        return s_pSlot;
+    }
+    void deliver(const std::shared_ptr<RZCustomEvent>& event, Slot* slot, const Filter& filter);
 
     // Guards the map only; never held while a listener runs, so that a listener may subscribe,
     // unsubscribe or send from inside handle(). A list is never changed in place: a change makes a
     // new one, and a delivery runs on the list it took.
     std::mutex m_oMutex;
     // Per key, larger priority first, equal priorities in order of subscription.
-    std::map<std::string, std::shared_ptr<const List>, std::less<>> m_mapListeners;
+    // Keys are never removed: their slots stay where they are.
+    std::map<std::string, Slot, std::less<>> m_mapListeners;
 };
 
 RZCORE_EXTERN_SINGLETON(RZCustomEventDispatcher)
